@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "stat/traffic_flow_record.h"
+
+namespace Vorn {
+
+// A flow with its billing part, as the detail-file reader fills it. Readers
+// write into one object and never reset it: absent fields carry over.
+struct TrafficStat : TrafficFlowRecord {
+    uint32_t slink_id = 0;
+    uint32_t account_id = 0;
+    IP_address ip;
+    uint32_t tclass = 0;
+    int32_t timestamp = 0;
+    std::string login;
+    IP_address router_ip_netflow_from;
+};
+
+IP_address::Family get_address_type(const TrafficStat& record);
+
+}  // namespace Vorn

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# tshark's NetFlow dissector decodes a synthetic v5 run without a malformed-packet warning.
+source "$(dirname "$0")/lib.sh"
+STRELL=$1
+CAPTURE=$2
+
+start_capture "$CAPTURE" 127.0.0.1
+"$STRELL" -p "$CAPTURE_PORT" -c 65 -s 10.0.0.1 -d 10.0.0.2 -z 4660 -x 53 -b 1500 -P 3 -j 16 -k 2 -l 17 \
+    >"$WORK/strell.out"
+wait_capture
+expect_eq "datagrams captured" 3 "$(cat "$WORK/captured")"
+
+decode() { tshark -r "$WORK/capture.pcap" -d "udp.port==$CAPTURE_PORT,cflow" "$@" 2>"$WORK/tshark.err"; }
+expect_eq "malformed packets" 0 "$(decode -Y '_ws.malformed || _ws.expert.severity >= "warning"' | wc -l)"
+expect_eq "header version,count per packet" "5,30 5,30 5,5" \
+    "$(decode -T fields -E separator=, -e cflow.version -e cflow.count | tr '\n' ' ' | sed 's/ $//')"
+expect_eq "sequence per packet" "56 56 56" "$(decode -T fields -e cflow.sequence | tr '\n' ' ' | sed 's/ $//')"
+decode -T fields -E occurrence=a -E aggregator=' ' -e cflow.srcaddr | tr ' ' '\n' | sort | uniq -c >"$WORK/src"
+expect_eq "records with source 10.0.0.1" "65 10.0.0.1" "$(sed 's/^ *//' "$WORK/src")"
+fields="cflow.dstaddr cflow.srcport cflow.dstport cflow.octets cflow.packets cflow.tos cflow.tcpflags cflow.protocol"
+for f in $fields; do
+    values=$(decode -T fields -E occurrence=a -E aggregator=' ' -e "$f" | tr ' ' '\n' | sort -u | tr '\n' ' ')
+    echo "$f: $values"
+    [ "$(echo "$values" | wc -w)" -eq 1 ] || fail "$f takes more than one value: $values"
+done
+expect_eq "values" "10.0.0.2 4660 53 1500 3 0x10 0x02 17" "$(for f in $fields; do
+    decode -T fields -E occurrence=1 -e "$f" | head -1; done | tr '\n' ' ' | sed 's/ $//')"
