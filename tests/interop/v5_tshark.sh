@@ -17,11 +17,10 @@ expect_eq "header version,count per packet" "5,30 5,30 5,5" \
 expect_eq "sequence per packet" "56 56 56" "$(decode -T fields -e cflow.sequence | tr '\n' ' ' | sed 's/ $//')"
 decode -T fields -E occurrence=a -E aggregator=' ' -e cflow.srcaddr | tr ' ' '\n' | sort | uniq -c >"$WORK/src"
 expect_eq "records with source 10.0.0.1" "65 10.0.0.1" "$(sed 's/^ *//' "$WORK/src")"
+# Every record carries the option values and nothing else varies in those fields.
 fields="cflow.dstaddr cflow.srcport cflow.dstport cflow.octets cflow.packets cflow.tos cflow.tcpflags cflow.protocol"
+seen=""
 for f in $fields; do
-    values=$(decode -T fields -E occurrence=a -E aggregator=' ' -e "$f" | tr ' ' '\n' | sort -u | tr '\n' ' ')
-    echo "$f: $values"
-    [ "$(echo "$values" | wc -w)" -eq 1 ] || fail "$f takes more than one value: $values"
+    seen="$seen $(decode -T fields -E occurrence=a -E aggregator=' ' -e "$f" | tr ' ' '\n' | sort -u | tr '\n' ' ')"
 done
-expect_eq "values" "10.0.0.2 4660 53 1500 3 0x10 0x02 17" "$(for f in $fields; do
-    decode -T fields -E occurrence=1 -e "$f" | head -1; done | tr '\n' ' ' | sed 's/ $//')"
+expect_eq "distinct values per field" "10.0.0.2 4660 53 1500 3 0x10 0x02 17" "$(echo $seen)"

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Strell {
+
+class RawData;
+
+// One entry of a NetFlow v9 template: field type and announced length.
+struct TemplateField {
+    uint16_t type = 0;
+    uint16_t length = 0;
+};
+
+// One field value as raw bytes in host (little-endian) order. Values of up to
+// 16 bytes (every NetFlow field we make) stay inline; the replay path builds
+// one per field per flow, so it must not cost an allocation each.
+class DataField {
+public:
+    DataField(const void* bytes, size_t length);
+    DataField(const DataField& other);
+    DataField(DataField&& other) noexcept;
+    DataField& operator=(const DataField& other);
+    DataField& operator=(DataField&& other) noexcept;
+    ~DataField();
+
+    size_t length() const { return length_; }
+    const unsigned char* get_data(size_t& n) const;
+    // Appends the bytes reversed as one unit, i.e. in network order.
+    void serialize(RawData& out) const;
+
+private:
+    static constexpr size_t inline_capacity = 16;
+
+    void assign(const void* bytes, size_t length);
+    void release();
+    const unsigned char* bytes() const { return heap_ != nullptr ? heap_ : inline_; }
+
+    size_t length_ = 0;
+    unsigned char* heap_ = nullptr;
+    unsigned char inline_[inline_capacity] = {};
+};
+
+}  // namespace Strell

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "generator/strell_record.h"
+#include "net/socket.h"
+#include "stat/traffic_flow_record.h"
+
+namespace Strell {
+
+// Gathers flows into export packets and sends each one to the collector over
+// UDP as soon as it is full. One manager per run, used from one thread.
+class NetflowPacketManager {
+public:
+    NetflowPacketManager();
+    NetflowPacketManager(const NetflowPacketManager&) = delete;
+    NetflowPacketManager& operator=(const NetflowPacketManager&) = delete;
+
+    // Binds the socket to the wildcard of the collector's family on a port the
+    // system picks, keeps collector and delay, and announces the target.
+    // Called once, before anything else.
+    void init(const Vorn::Socket::Endpoint& collector, int send_delay);
+
+    virtual void accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) = 0;
+    virtual void force_sending() = 0;
+    virtual void send_packets(const StrellRecord& record, unsigned int count) = 0;
+    virtual ~NetflowPacketManager() = default;
+
+protected:
+    Vorn::Socket::Endpoint endpoint;
+    int send_delay = 0;  // microseconds slept before every send; 0: none
+    Vorn::Socket socket;
+};
+
+}  // namespace Strell

@@ -1,0 +1,62 @@
+#include "generator/netflow_v5_packet_manager.h"
+
+#include "generator/raw_data.h"
+#include "util/thread.h"
+
+namespace Strell {
+
+Netflow_v5_PacketManager::Netflow_v5_PacketManager(unsigned short version, unsigned int sys_uptime,
+                                                   unsigned int unix_secs, unsigned int flow_sequence)
+    : packet(version, sys_uptime, unix_secs, flow_sequence, std::string()) {}
+
+void Netflow_v5_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
+    packet.add_record(flow);
+    if (packet.records_count() == records_per_packet) {
+        send();
+        packet.clear();
+    }
+}
+
+void Netflow_v5_PacketManager::force_sending() {
+    if (packet.records_count() == 0) {
+        return;
+    }
+    send();
+    packet.clear();
+}
+
+// Each packet is filled once and then sent q times: the repeats carry the same
+// records under refreshed header times.
+void Netflow_v5_PacketManager::send_packets(const StrellRecord& record, unsigned int count) {
+    const unsigned full_packets = count / records_per_packet;
+    const unsigned rest = count % records_per_packet;
+    if (full_packets != 0) {
+        for (unsigned i = 0; i < records_per_packet; ++i) {
+            packet.add_record(record);
+        }
+        for (unsigned i = 0; i < full_packets; ++i) {
+            send();
+        }
+    }
+    packet.clear();
+    if (rest != 0) {
+        for (unsigned i = 0; i < rest; ++i) {
+            packet.add_record(record);
+        }
+        send();
+        packet.clear();
+    }
+}
+
+// The delay comes before the send, so even the last, forced packet waits.
+void Netflow_v5_PacketManager::send() {
+    if (send_delay != 0) {
+        Vorn::Thread::usleep(send_delay);
+    }
+    packet.update_time();
+    RawData buffer;
+    packet.serialize(buffer);
+    socket.sendto(buffer.data(), buffer.size(), endpoint);
+}
+
+}  // namespace Strell

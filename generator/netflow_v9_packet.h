@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "generator/flowset_storage.h"
+
+namespace Strell {
+
+class RawData;
+
+// One NetFlow v9 export packet: the 20-byte header, then every template
+// flowset, then every data flowset, whatever order they were added in.
+class Netflow_v9_Packet {
+public:
+    Netflow_v9_Packet(unsigned short version, unsigned int sys_uptime, unsigned int unix_secs, unsigned int sequence,
+                      unsigned int source_id);
+
+    // The header count counts records, template and data alike, not flowsets.
+    void add_flowset(const FlowsetStorage<DataFlowsetRecords>& flowset);
+    void add_flowset(const FlowsetStorage<TemplateFlowsetRecords>& flowset);
+
+    uint16_t records_count() const { return count; }
+    // Exactly the number of bytes serialize writes.
+    uint64_t length() const;
+    // sys_uptime becomes the seconds since the previous call (since the
+    // constructor's unix_secs the first time), not an uptime.
+    void update_time();
+    // Drops the flowsets, templates included; the header values stay.
+    void clear();
+    void serialize(RawData& out) const;
+
+    unsigned short get_version() const { return version; }
+    unsigned int get_sys_uptime() const { return sys_uptime; }
+    unsigned int get_unix_secs() const { return unix_secs; }
+    unsigned int get_sequence() const { return sequence; }
+    unsigned int get_source_id() const { return source_id; }
+
+private:
+    uint16_t version;
+    uint16_t count = 0;
+    uint32_t sys_uptime;
+    uint32_t unix_secs;
+    uint32_t sequence;
+    uint32_t source_id;
+    std::vector<FlowsetStorage<TemplateFlowsetRecords>> template_flowsets;
+    std::vector<FlowsetStorage<DataFlowsetRecords>> data_flowsets;
+};
+
+}  // namespace Strell

@@ -1,0 +1,96 @@
+#include "generator/netflow_v9_packet_manager.h"
+
+#include "generator/raw_data.h"
+#include "util/thread.h"
+
+namespace Strell {
+
+namespace {
+
+// The field list of an all-zero flow of the family is the template itself.
+StrellRecord zero_flow_record(Vorn::IP_address::Family family) {
+    Vorn::TrafficFlowRecord flow;
+    flow.s_addr = flow.d_addr = flow.nexthop_addr = Vorn::make_any_ip(family);
+    return StrellRecord(flow);
+}
+
+}  // namespace
+
+Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsigned int sys_uptime,
+                                                   unsigned int unix_secs, unsigned int sequence,
+                                                   unsigned int source_id)
+    : base_template_id(ipv4_template_id), packet(version, sys_uptime, unix_secs, sequence, source_id), templates(0) {
+    templates.records.add_record(base_template_id, zero_flow_record(Vorn::IP_address::IPv4).fields());
+    templates.records.add_record(ipv6_template_id, zero_flow_record(Vorn::IP_address::IPv6).fields());
+    packet.add_flowset(templates);
+}
+
+uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
+    uint64_t total = 0;
+    for (const auto& entry : pending) {
+        total += entry.second.records.length() + 4;
+    }
+    return static_cast<uint16_t>(total);
+}
+
+// The size tests count the padding the pending flowsets have now, not the
+// change the new flow makes to it; packets are filled exactly that way.
+void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
+    const StrellRecord record(flow);
+    const uint16_t id = Vorn::get_address_type(flow) == Vorn::IP_address::IPv6 ? ipv6_template_id : ipv4_template_id;
+
+    const auto found = pending.find(id);
+    if (found != pending.end()) {
+        if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(record.data_length()) <=
+            max_packet_length) {
+            found->second.records.add_record(record.data());
+            return;
+        }
+        send();
+        pending.emplace(id, FlowsetStorage<DataFlowsetRecords>(id)).first->second.records.add_record(record.data());
+        return;
+    }
+
+    FlowsetStorage<DataFlowsetRecords> flowset(id);
+    flowset.records.add_record(record.data());
+    if (packet.length() + 4 + data_flowsets_length() + flowset.records.length() > max_packet_length) {
+        send();
+    }
+    pending.emplace(id, std::move(flowset));
+}
+
+void Netflow_v9_PacketManager::force_sending() {
+    add_pending_to_packet();
+    if (packet.records_count() == 0) {
+        return;
+    }
+    transmit();
+}
+
+void Netflow_v9_PacketManager::send_packets(const StrellRecord&, unsigned int) {}
+
+void Netflow_v9_PacketManager::add_pending_to_packet() {
+    for (const auto& entry : pending) {
+        packet.add_flowset(entry.second);
+    }
+}
+
+void Netflow_v9_PacketManager::send() {
+    add_pending_to_packet();
+    transmit();
+}
+
+// Sleeps first, so the header times follow the delay.
+void Netflow_v9_PacketManager::transmit() {
+    if (send_delay != 0) {
+        Vorn::Thread::usleep(send_delay);
+    }
+    packet.update_time();
+    RawData buffer;
+    packet.serialize(buffer);
+    socket.sendto(buffer.data(), buffer.size(), endpoint);
+    packet.clear();
+    pending.clear();
+}
+
+}  // namespace Strell

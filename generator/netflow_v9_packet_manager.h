@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "generator/flowset_storage.h"
+#include "generator/netflow_packet_manager.h"
+#include "generator/netflow_v9_packet.h"
+
+namespace Strell {
+
+// Packs flows into v9 packets of at most 1500 bytes, one data flowset per
+// template: 256 for IPv4 flows, 257 for IPv6 flows. The two templates travel
+// in the first packet only, as our collectors have always been fed.
+class Netflow_v9_PacketManager : public NetflowPacketManager {
+public:
+    static constexpr uint16_t ipv4_template_id = 256;
+    static constexpr uint16_t ipv6_template_id = 257;
+    static constexpr uint64_t max_packet_length = 1500;
+
+    Netflow_v9_PacketManager(unsigned short version, unsigned int sys_uptime, unsigned int unix_secs,
+                             unsigned int sequence, unsigned int source_id);
+
+    void accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) override;
+    void force_sending() override;
+    // Not offered by the v9 manager.
+    void send_packets(const StrellRecord& record, unsigned int count) override;
+
+    // Pending data flowsets with their headers, cut to 16 bits.
+    uint16_t data_flowsets_length() const;
+
+private:
+    void add_pending_to_packet();
+    void send();
+    void transmit();
+
+    uint16_t base_template_id;
+    Netflow_v9_Packet packet;
+    FlowsetStorage<TemplateFlowsetRecords> templates;
+    std::map<uint16_t, FlowsetStorage<DataFlowsetRecords>> pending;
+};
+
+}  // namespace Strell

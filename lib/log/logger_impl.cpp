@@ -1,0 +1,209 @@
+#include "log/logger_impl.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+
+#include "log/log_facility.h"
+#include "log/log_stream.h"
+#include "util/time_utils.h"
+
+namespace Vorn {
+
+namespace {
+
+constexpr std::chrono::milliseconds kIdleWait(50);
+constexpr size_t kHeaderSize = 17;
+constexpr size_t kPrefixSize = 256;
+
+std::mutex lifecycle_mutex;
+
+}  // namespace
+
+std::atomic<LoggerImpl*> LoggerImpl::instance_{nullptr};
+
+LoggerImpl::LoggerImpl() : ring_(static_cast<Message**>(std::calloc(kRingSize, sizeof(Message*)))) {
+    if (ring_ == nullptr) throw std::bad_alloc();
+}
+
+LoggerImpl::~LoggerImpl() {
+    for (Appender* appender : appenders_) {
+        appender->close();
+        delete appender;
+    }
+    // Whatever is still queued here was written after stop() and is abandoned.
+    std::free(ring_);
+}
+
+void LoggerImpl::write(Level level, const std::string& facility, const std::string& text) {
+    Message* message = new Message;
+    message->level = level;
+
+    char header[kHeaderSize];
+    tm local_time;
+    const time_t now = std::time(nullptr);
+    localtime_r(&now, &local_time);
+    const size_t header_length = std::strftime(header, sizeof header, "%b %d %T ", &local_time);
+    message->header.assign(header, header_length);
+
+    char prefix[kPrefixSize];
+    int prefix_length = std::snprintf(prefix, sizeof prefix, "%s: %x %s: ", level_name(level),
+                                      static_cast<unsigned>(Thread::self_id()), facility.c_str());
+    if (prefix_length < 0) prefix_length = 0;
+    if (static_cast<size_t>(prefix_length) >= sizeof prefix) prefix_length = sizeof prefix - 1;
+    message->text.reserve(static_cast<size_t>(prefix_length) + text.size() + 1);
+    message->text.append(prefix, static_cast<size_t>(prefix_length));
+    message->text.append(text);
+    message->text.push_back('\n');
+
+    std::lock_guard<std::mutex> lock(queue_mutex_);
+    if (ring_[write_pos_] != nullptr) {
+        // A full ring loses the newest line rather than stall the producer.
+        ++dropped_;
+        delete message;
+        return;
+    }
+    ring_[write_pos_] = message;
+    write_pos_ = (write_pos_ + 1) % kRingSize;
+    queue_ready_.notify_one();
+}
+
+void LoggerImpl::stop() {
+    {
+        std::lock_guard<std::mutex> lock(queue_mutex_);
+        // Skipping an empty slot leaves a hole the drain stops at, so lines
+        // written from here on are never output.
+        if (ring_[write_pos_] == nullptr) {
+            write_pos_ = (write_pos_ + 1) % kRingSize;
+            queue_ready_.notify_one();
+        } else {
+            ++dropped_;
+        }
+    }
+    Thread::stop();
+    join();
+}
+
+LoggerImpl::Message* LoggerImpl::take(std::chrono::milliseconds wait) {
+    std::unique_lock<std::mutex> lock(queue_mutex_);
+    if (ring_[read_pos_] == nullptr) queue_ready_.wait_for(lock, wait);
+    Message* message = ring_[read_pos_];
+    if (message != nullptr) {
+        ring_[read_pos_] = nullptr;
+        read_pos_ = (read_pos_ + 1) % kRingSize;
+    }
+    return message;
+}
+
+void LoggerImpl::run() {
+    while (!check_stop()) {
+        Message* message = take(kIdleWait);
+        std::lock_guard<std::mutex> lock(appenders_mutex_);
+        write(message);
+        if (Time::useconds() - last_flush_ > kFlushIntervalUsec) flush_appenders();
+    }
+    drain();
+}
+
+void LoggerImpl::drain() {
+    std::lock_guard<std::mutex> lock(appenders_mutex_);
+    for (;;) {
+        Message* message = take(std::chrono::milliseconds(0));
+        if (message == nullptr) break;
+        write(message);
+    }
+    Message* last = new Message;
+    last->level = Debug;
+    last->text = "<LAST LINE>\n";
+    write(last);
+    flush_appenders();
+}
+
+void LoggerImpl::write(Message* message) {
+    if (message == nullptr) return;
+    std::unique_ptr<Message> owned(message);
+    if (appenders_.empty()) {
+        std::fwrite(message->header.data(), 1, message->header.size(), stderr);
+        std::fwrite(message->text.data(), 1, message->text.size(), stderr);
+        return;
+    }
+    for (Appender* appender : appenders_) appender->write(message);
+}
+
+void LoggerImpl::flush_appenders() {
+    if (appenders_.empty()) {
+        std::fflush(stderr);
+    } else {
+        for (Appender* appender : appenders_) appender->flush();
+    }
+    last_flush_ = Time::useconds();
+}
+
+void LoggerImpl::add_appender(Appender* appender) {
+    if (appender == nullptr) return;
+    std::lock_guard<std::mutex> lock(appenders_mutex_);
+    appenders_.push_back(appender);
+}
+
+void LoggerImpl::remove_appender(Appender* appender) {
+    if (appender == nullptr) return;
+    std::lock_guard<std::mutex> lock(appenders_mutex_);
+    bool found = false;
+    for (auto it = appenders_.begin(); it != appenders_.end();) {
+        if (*it == appender) {
+            it = appenders_.erase(it);
+            found = true;
+        } else {
+            ++it;
+        }
+    }
+    // The same pointer may be listed more than once; it is closed and freed once.
+    if (found) {
+        appender->close();
+        delete appender;
+    }
+}
+
+void LoggerImpl::reopen() {
+    std::lock_guard<std::mutex> lock(appenders_mutex_);
+    for (Appender* appender : appenders_) appender->reopen();
+}
+
+uint64_t LoggerImpl::dropped() const {
+    std::lock_guard<std::mutex> lock(queue_mutex_);
+    return dropped_;
+}
+
+void LoggerImpl::create() {
+    std::lock_guard<std::mutex> lock(lifecycle_mutex);
+    if (instance_ != nullptr) return;
+    LoggerImpl* logger = new LoggerImpl;
+    // running is raised by the worker itself; wait for it so that an early
+    // destroy() cannot free the logger before its worker has begun.
+    if (logger->start()) {
+        while (logger->is_stopped()) Thread::usleep(50);
+    }
+    instance_ = logger;
+    LogFacility::init(logger);
+    LogStream::init(logger);
+    static bool registered = false;
+    if (!registered) {
+        std::atexit(&LoggerImpl::destroy);
+        registered = true;
+    }
+}
+
+void LoggerImpl::destroy() {
+    std::lock_guard<std::mutex> lock(lifecycle_mutex);
+    LoggerImpl* logger = instance_.exchange(nullptr);
+    if (logger == nullptr) return;
+    LogFacility::init(nullptr);
+    LogStream::init(nullptr);
+    logger->stop();
+    delete logger;
+}
+
+LoggerImpl* LoggerImpl::instance() { return instance_; }
+
+}  // namespace Vorn

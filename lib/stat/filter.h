@@ -1,0 +1,19 @@
+#pragma once
+
+#include "stat/traffic_stat.h"
+
+namespace Vorn {
+
+// How the owner of a DetailedInfoFileParser chooses files and records.
+class Filter {
+public:
+    // Old-format files: their first and last record.
+    virtual int check_bounds(const TrafficStat& first, const TrafficStat& last) = 0;
+    // New-format files: their first record.
+    virtual int check_first(const TrafficStat& first) = 0;
+    // Every record read; true keeps it.
+    virtual bool check_record(const TrafficStat& record) = 0;
+    virtual ~Filter() = default;
+};
+
+}  // namespace Vorn
