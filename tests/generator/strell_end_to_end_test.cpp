@@ -10,6 +10,7 @@
 #include "strell_process.h"
 #include "udp_receiver.h"
 #include "v5_datagram.h"
+#include "v9_datagram.h"
 
 namespace StrellTest {
 namespace {
@@ -252,6 +253,73 @@ TEST(StrellRun, SourceFileBytesBecomeTheRecords) {
         expected[35] = 0x50;
         EXPECT_EQ(hex(v5_record(run.datagrams[0], i)), hex(expected)) << "record " << i;
     }
+}
+
+// The template record and one data record of the v9 options used below.
+const char* const v9_options_template =
+    "01 00 00 08 00 08 00 04 00 1c 00 10 00 07 00 02 00 10 00 04 00 11 00 04 00 0a 00 02 00 01 00 04 00 04 00 01";
+const char* const v9_options_record =
+    "0a 01 02 03 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 04 d2 00 00 00 05 00 00 fd e9 00 03 00 00 03 e8 06";
+
+std::vector<string> v9_options(const string& count) {
+    return {"-v", "9", "-c", count, "-s", "10.1.2.3", "-d", "2001:db8::1", "-z", "1234",
+            "-n", "0b101", "-m", "65001", "-i", "3", "-b", "1000", "-l", "6"};
+}
+
+// Every v9 datagram: template flowset 256 with the option fields, then one
+// data flowset of `records` copies of the option values.
+void expect_v9_datagram(const Datagram& datagram, size_t records) {
+    const V9Datagram parsed = parse_v9(datagram);
+    const size_t data_bytes = 37 * records;
+    EXPECT_EQ(datagram.size(), 20 + 40 + 4 + data_bytes + (4 - data_bytes % 4) % 4);
+    EXPECT_EQ(parsed.version, 9u);
+    EXPECT_EQ(parsed.count, 1 + records);
+    EXPECT_NEAR(parsed.sys_uptime, static_cast<uint32_t>(time(nullptr)), 120.0);
+    EXPECT_EQ(parsed.unix_secs, 0u);
+    EXPECT_EQ(parsed.sequence, 56u);
+    EXPECT_EQ(parsed.source_id, 1234u);
+    ASSERT_EQ(parsed.flowsets.size(), 2u);
+    EXPECT_EQ(parsed.flowsets[0].id, 0u);
+    EXPECT_EQ(hex(parsed.flowsets[0].body), v9_options_template);
+    EXPECT_EQ(parsed.flowsets[1].id, 256u);
+    for (size_t i = 0; i < records; ++i) {
+        const auto begin = parsed.flowsets[1].body.begin() + static_cast<long>(37 * i);
+        EXPECT_EQ(hex(std::vector<uint8_t>(begin, begin + 37)), v9_options_record) << "record " << i;
+    }
+}
+
+TEST(StrellRunV9, OptionFieldsFill34RecordsAPacketThenThePartialOne) {
+    UdpReceiver receiver;
+    const auto run = run_against(receiver, v9_options("100"));
+    EXPECT_TRUE(run.exited && run.exit_code == 0) << run.err;
+    ASSERT_EQ(run.datagrams.size(), 3u);
+    expect_v9_datagram(run.datagrams[0], 34);
+    EXPECT_EQ(run.datagrams[1], run.datagrams[0]);
+    expect_v9_datagram(run.datagrams[2], 32);
+    const string expected = "Send packets to host: 127\\.0\\.0\\.1 ; port: " + std::to_string(receiver.port()) +
+                            "\n100  NFv9 in 3 packets in [0-9]+\\.[0-9]{6} sec\n"
+                            "Average [0-9]+\\.[0-9]{3} pack/s, [0-9]+\\.[0-9]{3} nf/s\n";
+    EXPECT_TRUE(std::regex_match(run.out, std::regex(expected))) << run.out;
+}
+
+TEST(StrellRunV9, CountsOfZeroAndOfOnePacketSendNoPartial) {
+    for (const auto& [count, packets] : {std::pair<string, size_t>{"0", 0}, {"34", 1}, {"68", 2}}) {
+        UdpReceiver receiver;
+        const auto run = run_against(receiver, v9_options(count));
+        ASSERT_EQ(run.datagrams.size(), packets) << count;
+        for (const Datagram& datagram : run.datagrams) expect_v9_datagram(datagram, 34);
+        EXPECT_NE(run.out.find(count + "  NFv9 in " + std::to_string(packets) + " packets"), string::npos);
+    }
+}
+
+TEST(StrellRunV9, IPv6CollectorAndNoOptionsGiveEmptyRecords) {
+    UdpReceiver receiver("::1");
+    const auto run = run_against(receiver, {"-v", "9", "-c", "736"});
+    ASSERT_EQ(run.datagrams.size(), 2u);
+    // No field: a 4-byte template record and records of no bytes, 735 to a packet.
+    EXPECT_EQ(run.datagrams[0].size(), 20u + 8u + 4u);
+    EXPECT_EQ(parse_v9(run.datagrams[0]).count, 736u);
+    EXPECT_EQ(parse_v9(run.datagrams[1]).count, 2u);
 }
 
 }  // namespace

@@ -11,8 +11,7 @@ namespace {
 struct FakeLogger : Logger {
     struct Line {
         Level level;
-        std::string facility;
-        std::string text;
+        std::string facility, text;
     };
     void write(Level level, const std::string& facility, const std::string& text) override {
         lines.push_back({level, facility, text});
