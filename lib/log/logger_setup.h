@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "log/appender.h"
+#include "log/logger.h"
+
+namespace Vorn {
+
+class VornConfig;
+
+// What the process-wide logger is set up from; empty names mean no such output.
+struct LoggerSettings {
+    Logger::Level level = Logger::Trace;  // main log file and syslog
+    std::string debug_log_file;           // every line, up to trace
+    std::string main_log_file;            // lines up to `level`
+    std::string critical_log_file;        // lines up to critical
+    std::string syslog_name;
+    uint32_t max_count = 0;  // rotated files kept, 0 for unlimited
+    uint64_t max_size = 0;
+    bool rotate = false;
+};
+
+// Creates the logger and registers one appender per distinct output; each is
+// also appended to `appenders`. An appender that fails to initialise is
+// deleted and its exception passes on; those made before it stay registered.
+void init_logger(const LoggerSettings& settings, std::vector<Appender*>& appenders);
+
+// The same, with the settings read from the configuration's logger keys.
+void init_logger(VornConfig* config);
+
+}  // namespace Vorn

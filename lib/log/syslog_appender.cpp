@@ -1,0 +1,39 @@
+#include "log/syslog_appender.h"
+
+#include <syslog.h>
+
+#include "log/log_facility.h"
+
+namespace Vorn {
+
+int SysLogAppender::priority(int level) {
+    switch (level) {
+        case Logger::Alert: return LOG_ALERT;
+        case Logger::Critical: return LOG_CRIT;
+        case Logger::Error: return LOG_ERR;
+        case Logger::Warning: return LOG_WARNING;
+        case Logger::Info: return LOG_INFO;
+        // Notices and emergencies go out as debug on purpose.
+        default: return LOG_DEBUG;
+    }
+}
+
+void SysLogAppender::init(Logger::Level level, const std::string& name) {
+    level_ = level;
+    name_ = name;
+    openlog(name_.c_str(), 0, LOG_USER);
+    opened_ = true;
+    LogFacility("SyslogAppender").log(Logger::Info, "Using syslog name '%s\" log level %d", name_.c_str(), level_);
+}
+
+void SysLogAppender::write(Logger::Message* message) {
+    if (message->level > level_) return;
+    syslog(priority(message->level), "%s", message->text.c_str());
+}
+
+SysLogAppender::~SysLogAppender() {
+    // The identity text dies with this object; syslog must not keep pointing at it.
+    if (opened_) closelog();
+}
+
+}  // namespace Vorn
