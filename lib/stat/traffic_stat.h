@@ -17,6 +17,10 @@ struct TrafficStat : TrafficFlowRecord {
     int32_t timestamp = 0;
     std::string login;
     IP_address router_ip_netflow_from;
+
+    // One line of JSON, members sorted by key; throws nlohmann's type error
+    // when login is not valid UTF-8.
+    std::string to_str_json() const;
 };
 
 IP_address::Family get_address_type(const TrafficStat& record);

@@ -58,6 +58,7 @@ stop_nfcapd() {
 
 # Starts the capture tool given as $1 on loopback ($2: 127.0.0.1 or ::1).
 start_capture() {
+    rm -f "$WORK/port" "$WORK/capture.pcap"
     "$1" --bind "$2" --out "$WORK/capture.pcap" --port-file "$WORK/port" --idle-ms 1500 >"$WORK/captured" &
     CAPTURE_PID=$!
     local i

@@ -11,7 +11,7 @@ wait_capture
 expect_eq "datagrams captured" 3 "$(cat "$WORK/captured")"
 
 decode() { tshark -r "$WORK/capture.pcap" -d "udp.port==$CAPTURE_PORT,cflow" "$@" 2>"$WORK/tshark.err"; }
-expect_eq "malformed packets" 0 "$(decode -Y _ws.malformed | wc -l)"
+expect_eq "malformed packets" 0 "$(decode -V | grep -c Malformed || true)"
 # The sequence number never advances, which the dissector flags; nothing else may be flagged.
 expect_eq "other warnings or errors" "" \
     "$(decode -q -z expert,warn | grep -E '^ +[0-9]+ ' | grep -v 'Unexpected flow sequence' || true)"

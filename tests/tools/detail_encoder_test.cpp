@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tools/vorn_detail/detail_encoder.h"
+
+namespace Strell {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+using Vorn::IP_address;
+using Vorn::TrafficStat;
+
+TrafficStat sample() {
+    TrafficStat r;
+    r.s_addr = IP_address::from_string("10.0.0.1");
+    r.d_addr = IP_address::from_string("10.0.0.2");
+    r.nexthop_addr = IP_address::from_string("10.0.0.3");
+    r.sport = 0x1234;
+    r.dport = 0x0050;
+    r.iface = 0x0102;
+    r.oface = 0x0304;
+    r.d_pkt = 0x11223344;
+    r.d_oct = 0x55667788;
+    r.ts_first = 0x0A0B0C0D;
+    r.ts_last = 0x0E0F1011;
+    r.tcp_flags = 0x1B;
+    r.proto = 0x06;
+    r.tos = 0xB8;
+    r.src_as = 0x00010001;
+    r.dst_as = 0x00020002;
+    r.src_mask = 0x18;
+    r.dst_mask = 0x20;
+    r.slink_id = 0x64;
+    r.account_id = 0x65;
+    r.ip = IP_address::from_string("192.168.0.1");
+    r.tclass = 0x67;
+    r.timestamp = -2;
+    r.router_ip_netflow_from = IP_address::from_string("192.168.0.254");
+    return r;
+}
+
+TEST(DetailEncoder, NewFormatHeaderDeclaresEveryFieldAndEachAddressFamilyMix) {
+    const Bytes header = DetailEncoder(DetailFormat::New).header();
+    const Bytes fields = {0x02, 0x1D,                                                        // version, 29 fields
+                          0x08, 0x04, 0x1B, 0x10, 0x0C, 0x04, 0x1C, 0x10, 0x0F, 0x04, 0x3E, 0x10,  // addresses
+                          0x07, 0x02, 0x0B, 0x02, 0x0A, 0x02, 0x0E, 0x02,                    // ports, interfaces
+                          0x02, 0x04, 0x01, 0x04, 0x16, 0x04, 0x15, 0x04,                    // packets, bytes, first, last
+                          0x06, 0x01, 0x04, 0x01, 0x05, 0x01,                                // flags, proto, tos
+                          0x10, 0x04, 0x11, 0x04, 0x09, 0x01, 0x0D, 0x01,                    // AS, masks
+                          0x64, 0x04, 0x65, 0x04, 0x66, 0x04, 0x96, 0x10, 0x67, 0x04, 0x68, 0x04, 0x69, 0x04, 0x97, 0x10,
+                          0x20};  // 32 data descriptions
+    const Bytes all_v4 = {0x01, 0x18, 0x08, 0x0C, 0x0F, 0x07, 0x0B, 0x0A, 0x0E, 0x02, 0x01, 0x16, 0x15,
+                          0x06, 0x04, 0x05, 0x10, 0x11, 0x09, 0x0D, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69};
+    const Bytes all_v6 = {0x20, 0x18, 0x1B, 0x1C, 0x3E, 0x07, 0x0B, 0x0A, 0x0E, 0x02, 0x01, 0x16, 0x15,
+                          0x06, 0x04, 0x05, 0x10, 0x11, 0x09, 0x0D, 0x64, 0x65, 0x96, 0x67, 0x68, 0x97};
+    ASSERT_EQ(header.size(), fields.size() + 32 * all_v4.size());
+    EXPECT_EQ(Bytes(header.begin(), header.begin() + long(fields.size())), fields);
+    EXPECT_EQ(Bytes(header.begin() + long(fields.size()), header.begin() + long(fields.size() + all_v4.size())), all_v4);
+    EXPECT_EQ(Bytes(header.end() - long(all_v6.size()), header.end()), all_v6);
+}
+
+TEST(DetailEncoder, OldFormatRecordBytes) {
+    const DetailEncoder encoder(DetailFormat::Old);
+    EXPECT_TRUE(encoder.header().empty());
+    Bytes out;
+    encoder.append_record(sample(), out);
+    const Bytes expected = {
+        0x01, 0x00, 0x00, 0x00,                                                  // version
+        0x01, 0x00, 0x00, 0x0A, 0x02, 0x00, 0x00, 0x0A, 0x03, 0x00, 0x00, 0x0A,  // s, d, nexthop
+        0x02, 0x01, 0x04, 0x03,                                                  // iface, oface
+        0x44, 0x33, 0x22, 0x11, 0x88, 0x77, 0x66, 0x55,                          // d_pkt, d_oct
+        0x0D, 0x0C, 0x0B, 0x0A, 0x11, 0x10, 0x0F, 0x0E,                          // ts_first, ts_last
+        0x34, 0x12, 0x50, 0x00, 0x00, 0x1B, 0x06, 0xB8,                          // ports, pad1, flags, proto, tos
+        0x01, 0x00, 0x02, 0x00, 0x18, 0x20, 0x00, 0x00,                          // AS cut to 16 bits, masks, pad2
+        0x64, 0x00, 0x00, 0x00, 0x65, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  // slink, account, reserved1
+        0x67, 0x00, 0x00, 0x00, 0xFE, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x00,  // tclass, timestamp, reserved2
+    };
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ(encoder.refusal(sample()), "");
+}
+
+}  // namespace
+}  // namespace Strell

@@ -1,0 +1,140 @@
+#include "tools/vorn_detail/json_record.h"
+
+#include <cstdint>
+#include <iterator>
+#include <limits>
+
+#include <nlohmann/json.hpp>
+
+#include "net/ip_address.h"
+
+namespace Strell {
+
+namespace {
+
+using nlohmann::json;
+using Vorn::IP_address;
+using Vorn::TrafficStat;
+
+// Each setter returns an empty text or what is wrong with the value.
+using Setter = std::string (*)(const json& value, TrafficStat& out);
+
+template <typename T>
+std::string set_unsigned(const json& value, T& field) {
+    if (!value.is_number_unsigned()) return "must be an unsigned integer";
+    const auto number = value.get<uint64_t>();
+    if (number > std::numeric_limits<T>::max())
+        return "must be at most " + std::to_string(static_cast<uint64_t>(std::numeric_limits<T>::max()));
+    field = static_cast<T>(number);
+    return std::string();
+}
+
+std::string set_timestamp(const json& value, int32_t& field) {
+    if (!value.is_number_integer()) return "must be an integer";
+    if (value.is_number_unsigned() ? value.get<uint64_t>() > uint64_t(INT32_MAX)
+                                   : value.get<int64_t>() < INT32_MIN || value.get<int64_t>() > INT32_MAX)
+        return "must be a signed 32-bit number";
+    field = static_cast<int32_t>(value.get<int64_t>());
+    return std::string();
+}
+
+std::string set_address(const json& value, IP_address& field) {
+    if (!value.is_string()) return "must be a string";
+    const auto& text = value.get_ref<const std::string&>();
+    try {
+        // inet_pton would stop at an embedded NUL and take the prefix.
+        if (text.find('\0') == std::string::npos) {
+            field = IP_address::from_string(text);
+            return std::string();
+        }
+    } catch (const Vorn::Exception&) {
+    }
+    return "is not an IP address: " + json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+struct Key {
+    const char* name;
+    Setter set;  // null: accepted and ignored
+};
+
+// In the rendering's (byte) order of keys.
+const Key keys[] = {
+    {"account_id", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.account_id); }},
+    {"d_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.d_addr); }},
+    {"d_oct", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.d_oct); }},
+    {"d_pkt", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.d_pkt); }},
+    {"dport", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dport); }},
+    {"dst_as", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dst_as); }},
+    {"dst_mask", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dst_mask); }},
+    {"human_timestamp", nullptr},
+    {"iface", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.iface); }},
+    {"ip", [](const json& v, TrafficStat& r) { return set_address(v, r.ip); }},
+    {"login", nullptr},
+    {"nexthop_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.nexthop_addr); }},
+    {"oface", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.oface); }},
+    {"proto", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.proto); }},
+    {"router_ip_netflow_from", [](const json& v, TrafficStat& r) { return set_address(v, r.router_ip_netflow_from); }},
+    {"s_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.s_addr); }},
+    {"slink_id", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.slink_id); }},
+    {"sport", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.sport); }},
+    {"src_as", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.src_as); }},
+    {"src_mask", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.src_mask); }},
+    {"tclass", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tclass); }},
+    {"tcp_flags", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tcp_flags); }},
+    {"timestamp", [](const json& v, TrafficStat& r) { return set_timestamp(v, r.timestamp); }},
+    {"tos", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tos); }},
+    {"ts_first", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_first); }},
+    {"ts_last", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_last); }},
+};
+
+std::string quoted(const std::string& key) { return json(key).dump(-1, ' ', false, json::error_handler_t::replace); }
+
+}  // namespace
+
+bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::string& problem) {
+    json object;
+    try {
+        object = json::parse(line);
+    } catch (const json::parse_error& error) {
+        problem = "invalid JSON at byte " + std::to_string(error.byte);
+        return false;
+    } catch (const json::out_of_range&) {  // a number beyond even a double
+        problem = "invalid JSON: number out of range";
+        return false;
+    } catch (const json::exception&) {
+        problem = "invalid JSON";
+        return false;
+    }
+    if (!object.is_object()) {
+        problem = "expected a JSON object";
+        return false;
+    }
+
+    for (const auto& [name, value] : object.items()) {
+        bool known = false;
+        for (const Key& key : keys) known = known || name == key.name;
+        if (!known) {
+            problem = "unknown key " + quoted(name);
+            return false;
+        }
+    }
+
+    TrafficStat record;
+    for (const Key& key : keys) {
+        if (key.set == nullptr) continue;
+        const auto found = object.find(key.name);
+        if (found == object.end()) {
+            problem = std::string("missing key \"") + key.name + "\"";
+            return false;
+        }
+        const std::string wrong = key.set(*found, record);
+        if (!wrong.empty()) {
+            problem = std::string("key \"") + key.name + "\" " + wrong;
+            return false;
+        }
+    }
+    out = record;
+    return true;
+}
+
+}  // namespace Strell

@@ -1,0 +1,61 @@
+#include <ostream>
+
+#include "tools/vorn_detail/detail_commands.h"
+
+namespace Strell {
+
+const char* const vorn_detail_usage =
+    "Usage: vorn-detail dump FILE\n"
+    "       vorn-detail write --format new|old OUT\n"
+    "       vorn-detail --help\n"
+    "\n"
+    "Reads and writes Vorn detailed statistics files (.vorn detail files).\n"
+    "\n"
+    "dump FILE\n"
+    "  Prints every record of FILE, old or new format, as one line of JSON on\n"
+    "  standard output (the rendering of a traffic record: 26 keys, sorted), and\n"
+    "  the format and the number of records on standard error. A field that a\n"
+    "  record lacks shows the previous record's value, as strell replays it.\n"
+    "\n"
+    "write --format new|old OUT\n"
+    "  Reads such JSON lines on standard input and writes the detail file OUT,\n"
+    "  which 'strell -u -f OUT' replays. Every key of the rendering is accepted;\n"
+    "  human_timestamp and login are ignored (no format stores them), all others\n"
+    "  are required: addresses as strings, timestamp as a signed 32-bit integer,\n"
+    "  the rest as unsigned integers within their field's width. Blank lines are\n"
+    "  skipped. On bad input the message names the line, the exit status is 1\n"
+    "  and OUT is left as it was.\n"
+    "\n"
+    "  new  Carries every field. Each address is written by its own family:\n"
+    "       IPv4 as fields 8, 12, 15, 102, 105 (4 bytes), IPv6 as 27, 28, 62,\n"
+    "       150, 151 (16 bytes); AS numbers are 4 bytes (16, 17). Records whose\n"
+    "       addresses are all IPv4 use data id 1, all IPv6 data id 32, mixed\n"
+    "       ones the ids between. dump -> write -> dump gives the same lines.\n"
+    "  old  Bare 76-byte records of IPv4 flows; an IPv6 s_addr, d_addr or\n"
+    "       nexthop_addr is refused. Read back are s_addr, d_addr,\n"
+    "       nexthop_addr, d_pkt, d_oct, sport, dport, tcp_flags, proto, tos,\n"
+    "       slink_id, account_id, tclass and timestamp: for these\n"
+    "       dump -> write -> dump gives the same values. iface, oface,\n"
+    "       ts_first, ts_last, the masks and the AS numbers (cut to 16 bits)\n"
+    "       are written but not read back (dump shows 0); ip and\n"
+    "       router_ip_netflow_from are not stored.\n"
+    "\n"
+    "Exit status: 0 success, 1 bad input or a file error, 2 usage error.\n";
+
+int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+    if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
+        out << vorn_detail_usage;
+        return exit_ok;
+    }
+    if (args.size() == 2 && args[0] == "dump") return dump_detail_file(args[1], out, err);
+    if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
+        if (args[2] == "new") return write_detail_file(DetailFormat::New, args[3], in, err);
+        if (args[2] == "old") return write_detail_file(DetailFormat::Old, args[3], in, err);
+        err << "vorn-detail: unknown format '" << args[2] << "' (new or old)\n";
+        return exit_usage;
+    }
+    err << vorn_detail_usage;
+    return exit_usage;
+}
+
+}  // namespace Strell
