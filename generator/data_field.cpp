@@ -37,11 +37,6 @@ DataField& DataField::operator=(DataField&& other) noexcept {
 
 DataField::~DataField() { release(); }
 
-const unsigned char* DataField::get_data(size_t& n) const {
-    n = length_;
-    return bytes();
-}
-
 void DataField::serialize(RawData& out) const { out.write(bytes(), length_); }
 
 void DataField::assign(const void* bytes, size_t length) {

@@ -38,9 +38,9 @@ std::unique_ptr<NetflowPacketManager> start_packet_manager(const RunSettings& se
     return manager;
 }
 
-// The counter is 16 bits wide and compared after truncation, so a count above
-// 65535 never stops the loop and the whole file goes out; when the count does
-// stop it, one record more has been read than sent.
+// The counter is 16 bits wide and wraps, while the count keeps its 32 bits:
+// a count above 65535 never stops the loop and the whole file goes out. When
+// the count does stop it, one record more has been read than sent.
 int replay_detail_file(const RunSettings& settings, NetflowPacketManager& manager) {
     if (settings.file_name.empty()) {
         std::printf("Specify file name of .vorn detail file. Use [-f] option\n");
@@ -57,7 +57,7 @@ int replay_detail_file(const RunSettings& settings, NetflowPacketManager& manage
     Vorn::TrafficStat record;
     uint16_t sent = 0;
     while (parser.parse_record(record) != 0) {
-        if (sent >= static_cast<uint16_t>(settings.count)) {
+        if (sent >= settings.count) {
             break;
         }
         manager.accumulate_and_send_packet(record);

@@ -98,34 +98,11 @@ void Netflow_v5_Packet::update_time() {
 }
 
 void Netflow_v5_Packet::serialize(RawData& out) const {
-    out.write(version_);
-    out.write(count_);
-    out.write(sys_uptime_);
-    out.write(unix_secs_);
-    out.write(unix_nsecs_);
-    out.write(flow_sequence_);
-    out.write(engine_);
+    out.write_all(version_, count_, sys_uptime_, unix_secs_, unix_nsecs_, flow_sequence_, engine_);
     for (const Record& r : records_) {
-        out.write(r.srcaddr);
-        out.write(r.dstaddr);
-        out.write(r.nexthop);
-        out.write(r.input);
-        out.write(r.output);
-        out.write(r.dPkts);
-        out.write(r.dOctets);
-        out.write(r.First);
-        out.write(r.Last);
-        out.write(r.srcport);
-        out.write(r.dstport);
-        out.write(r.pad1);
-        out.write(r.tcp_flags);
-        out.write(r.prot);
-        out.write(r.tos);
-        out.write(r.src_as);
-        out.write(r.dst_as);
-        out.write(r.src_mask);
-        out.write(r.dst_mask);
-        out.write(r.pad2);
+        out.write_all(r.srcaddr, r.dstaddr, r.nexthop, r.input, r.output, r.dPkts, r.dOctets, r.First, r.Last,
+                      r.srcport, r.dstport, r.pad1, r.tcp_flags, r.prot, r.tos, r.src_as, r.dst_as, r.src_mask,
+                      r.dst_mask, r.pad2);
     }
 }
 

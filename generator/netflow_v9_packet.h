@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -22,7 +23,7 @@ public:
 
     uint16_t records_count() const { return count; }
     // Exactly the number of bytes serialize writes.
-    uint64_t length() const;
+    uint64_t length() const { return length_; }
     // sys_uptime becomes the seconds since the previous call (since the
     // constructor's unix_secs the first time), not an uptime.
     void update_time();
@@ -44,7 +45,12 @@ private:
     uint32_t sequence;
     uint32_t source_id;
     std::vector<FlowsetStorage<TemplateFlowsetRecords>> template_flowsets;
+    // Only the first data_flowsets_used entries belong to the packet; clear()
+    // keeps the rest as storage, so that a manager refilling one packet for
+    // every datagram copies flowsets into it without allocating.
     std::vector<FlowsetStorage<DataFlowsetRecords>> data_flowsets;
+    size_t data_flowsets_used = 0;
+    uint64_t length_;  // what length() returns, kept as flowsets are added
 };
 
 }  // namespace Strell

@@ -27,8 +27,10 @@ Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsig
 
 uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
     uint64_t total = 0;
-    for (const auto& entry : pending) {
-        total += entry.second.records.length() + 4;
+    for (const PendingFlowset& slot : pending) {
+        if (slot.open) {
+            total += slot.flowset.records.length() + 4;
+        }
     }
     return static_cast<uint16_t>(total);
 }
@@ -36,27 +38,32 @@ uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
 // The size tests count the padding the pending flowsets have now, not the
 // change the new flow makes to it; packets are filled exactly that way.
 void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
-    const StrellRecord record(flow);
-    const uint16_t id = Vorn::get_address_type(flow) == Vorn::IP_address::IPv6 ? ipv6_template_id : ipv4_template_id;
+    record.assign(flow);
+    // The family get_address_type reports: the source address's.
+    const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
+    PendingFlowset& slot = pending[v6 ? 1 : 0];
 
-    const auto found = pending.find(id);
-    if (found != pending.end()) {
+    if (slot.open) {
         if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(record.data_length()) <=
             max_packet_length) {
-            found->second.records.add_record(record.data());
+            slot.flowset.records.add_record_from(record);
             return;
         }
         send();
-        pending.emplace(id, FlowsetStorage<DataFlowsetRecords>(id)).first->second.records.add_record(record.data());
+        slot.flowset.records.add_record_from(record);
+        slot.open = true;
         return;
     }
 
-    FlowsetStorage<DataFlowsetRecords> flowset(id);
-    flowset.records.add_record(record.data());
-    if (packet.length() + 4 + data_flowsets_length() + flowset.records.length() > max_packet_length) {
+    // A new flowset for this template, holding the flow; the slot is not
+    // open yet, so neither the size test nor a send counts it.
+    slot.flowset.records.clear();
+    slot.flowset.flowset_length = 0;
+    slot.flowset.records.add_record_from(record);
+    if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
         send();
     }
-    pending.emplace(id, std::move(flowset));
+    slot.open = true;
 }
 
 void Netflow_v9_PacketManager::force_sending() {
@@ -70,8 +77,10 @@ void Netflow_v9_PacketManager::force_sending() {
 void Netflow_v9_PacketManager::send_packets(const StrellRecord&, unsigned int) {}
 
 void Netflow_v9_PacketManager::add_pending_to_packet() {
-    for (const auto& entry : pending) {
-        packet.add_flowset(entry.second);
+    for (const PendingFlowset& slot : pending) {
+        if (slot.open) {
+            packet.add_flowset(slot.flowset);
+        }
     }
 }
 
@@ -80,7 +89,8 @@ void Netflow_v9_PacketManager::send() {
     transmit();
 }
 
-// Sleeps first, so the header times follow the delay.
+// Sleeps first, so the header times follow the delay. A send that throws
+// leaves packet and pending as they were, flowsets and all.
 void Netflow_v9_PacketManager::transmit() {
     if (send_delay != 0) {
         Vorn::Thread::usleep(send_delay);
@@ -90,7 +100,10 @@ void Netflow_v9_PacketManager::transmit() {
     packet.serialize(buffer);
     socket.sendto(buffer.data(), buffer.size(), endpoint);
     packet.clear();
-    pending.clear();
+    for (PendingFlowset& slot : pending) {
+        slot.flowset.records.clear();
+        slot.open = false;
+    }
 }
 
 }  // namespace Strell

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <map>
 
 #include "generator/flowset_storage.h"
 #include "generator/netflow_packet_manager.h"
@@ -30,6 +30,15 @@ public:
     uint16_t data_flowsets_length() const;
 
 private:
+    // The data flowset of one template while the packet is being filled.
+    // A closed slot is not part of the packet; its storage waits for reuse.
+    struct PendingFlowset {
+        explicit PendingFlowset(uint16_t id) : flowset(id) {}
+
+        FlowsetStorage<DataFlowsetRecords> flowset;
+        bool open = false;
+    };
+
     void add_pending_to_packet();
     void send();
     void transmit();
@@ -37,7 +46,11 @@ private:
     uint16_t base_template_id;
     Netflow_v9_Packet packet;
     FlowsetStorage<TemplateFlowsetRecords> templates;
-    std::map<uint16_t, FlowsetStorage<DataFlowsetRecords>> pending;
+    // One slot per template id, in ascending id: the order in which the
+    // flowsets go into a packet.
+    std::array<PendingFlowset, 2> pending{PendingFlowset(ipv4_template_id), PendingFlowset(ipv6_template_id)};
+    // Refilled for every flow rather than built anew.
+    StrellRecord record;
 };
 
 }  // namespace Strell

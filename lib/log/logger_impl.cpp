@@ -76,12 +76,14 @@ void LoggerImpl::stop() {
         // written from here on are never output.
         if (ring_[write_pos_] == nullptr) {
             write_pos_ = (write_pos_ + 1) % kRingSize;
-            queue_ready_.notify_one();
         } else {
             ++dropped_;
         }
+        // The flag goes up before the wake-up, or the worker may sleep out a
+        // whole idle wait before it sees it and every exit would pay for that.
+        Thread::stop();
+        queue_ready_.notify_one();
     }
-    Thread::stop();
     join();
 }
 

@@ -61,17 +61,6 @@ IP_address from_bytes(IP_address::Family family, const unsigned char* bytes) {
 
 // ---------------------------------------------------------------- members
 
-void IP_address::from_int(int value) {
-    family_ = IPv4;
-    high_ = static_cast<uint32_t>(value);  // upper half zeroed for determinism
-}
-
-void IP_address::from_int(long high, long low) {
-    family_ = IPv6;
-    high_ = static_cast<uint64_t>(high);
-    low_ = static_cast<uint64_t>(low);
-}
-
 unsigned char* IP_address::hton(unsigned char* out, Family f) const {
     if (f == IPv6) {
         put_be64(out, high_);

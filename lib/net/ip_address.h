@@ -26,8 +26,16 @@ public:
 
     IP_address() = default;  // IPv4 0.0.0.0
 
-    void from_int(int value);
-    void from_int(long high, long low);
+    // Inline: the detail-file reader sets several addresses per record.
+    void from_int(int value) {
+        family_ = IPv4;
+        high_ = static_cast<uint32_t>(value);  // upper half zeroed for determinism
+    }
+    void from_int(long high, long low) {
+        family_ = IPv6;
+        high_ = static_cast<uint64_t>(high);
+        low_ = static_cast<uint64_t>(low);
+    }
     void set_v4_temp(int value) { from_int(value); }
     int get_v4_temp() const { return static_cast<int>(to_int()); }
 

@@ -1,0 +1,85 @@
+// parse_record on both detail-file formats, the reading half of a replay.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sample_flows.h"
+#include "stat/detailed_info_file_parser.h"
+#include "stat/filter.h"
+#include "tools/vorn_detail/detail_encoder.h"
+
+namespace {
+
+constexpr size_t file_records = 100000;
+
+class AcceptAll : public Vorn::Filter {
+public:
+    int check_bounds(const Vorn::TrafficStat&, const Vorn::TrafficStat&) override { return 0; }
+    int check_first(const Vorn::TrafficStat&) override { return 0; }
+    bool check_record(const Vorn::TrafficStat&) override { return true; }
+};
+
+// A detail file of file_records IPv4 flows in the format, written once per
+// process into the temporary directory and removed at exit.
+const std::string& detail_file(Strell::DetailFormat format) {
+    struct File {
+        std::string path;
+        ~File() {
+            if (!path.empty()) std::remove(path.c_str());
+        }
+    };
+    static File files[2];
+    File& file = files[format == Strell::DetailFormat::New ? 0 : 1];
+    if (file.path.empty()) {
+        const char* dir = std::getenv("TMPDIR");
+        std::string path = std::string(dir != nullptr ? dir : "/tmp") + "/strell-bench-XXXXXX";
+        std::vector<char> name(path.begin(), path.end());
+        name.push_back('\0');
+        const int fd = mkstemp(name.data());
+        if (fd < 0) {
+            std::perror("mkstemp");
+            std::exit(1);
+        }
+        const Strell::DetailEncoder encoder(format);
+        std::vector<unsigned char> bytes = encoder.header();
+        for (size_t i = 0; i < file_records; ++i) encoder.append_record(StrellBench::sample_flow(i), bytes);
+        if (write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+            std::perror("write");
+            std::exit(1);
+        }
+        close(fd);
+        file.path = name.data();
+    }
+    return file.path;
+}
+
+void BM_ParseRecord(benchmark::State& state) {
+    const auto format = state.range(0) != 0 ? Strell::DetailFormat::New : Strell::DetailFormat::Old;
+    const std::string& path = detail_file(format);
+    AcceptAll filter;
+    auto parser = std::make_unique<Vorn::DetailedInfoFileParser>();
+    parser->init(nullptr, &filter);
+    parser->probe(path.c_str());
+    Vorn::TrafficStat record;
+    for (auto _ : state) {
+        if (parser->parse_record(record) == 0) {
+            // The end of the file: start it again, outside the timing.
+            state.PauseTiming();
+            parser = std::make_unique<Vorn::DetailedInfoFileParser>();
+            parser->init(nullptr, &filter);
+            parser->probe(path.c_str());
+            state.ResumeTiming();
+        }
+        benchmark::DoNotOptimize(record.d_oct);
+    }
+    state.SetItemsProcessed(state.iterations());
+    state.SetLabel(format == Strell::DetailFormat::New ? "new format" : "old format");
+}
+BENCHMARK(BM_ParseRecord)->Arg(1)->Arg(0);
+
+}  // namespace
