@@ -61,7 +61,9 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     slot.flowset.flowset_length = 0;
     slot.flowset.records.add_record_from(record);
     if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
+        // Sending empties every slot, this one too: put the flow back.
         send();
+        slot.flowset.records.add_record_from(record);
     }
     slot.open = true;
 }

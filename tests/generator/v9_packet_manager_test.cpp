@@ -148,3 +148,21 @@ TEST(V9PacketManagerDeath, MixedAddressFamiliesEndTheRun) {
 
 }  // namespace
 }  // namespace Strell
+
+namespace Strell {
+namespace {
+
+TEST_F(V9PacketManager, FlowOfTheOtherFamilyThatDoesNotFitOpensTheNextPacket) {
+    for (int i = 0; i < 34; ++i) manager_.accumulate_and_send_packet(ipv4_flow(i));
+    manager_.accumulate_and_send_packet(ipv6_flow(7));
+    manager_.force_sending();
+    const auto packets = received(2);
+    ASSERT_EQ(packets.size(), 2u);
+    EXPECT_EQ(sizes_, (std::vector<size_t>{1476, 20 + 4 + 76}));
+    ASSERT_EQ(packets[1].flowsets.size(), 1u);
+    EXPECT_EQ(packets[1].flowsets[0].id, 257u);
+    EXPECT_EQ(packets[1].count, 1u);
+}
+
+}  // namespace
+}  // namespace Strell
