@@ -1,8 +1,10 @@
 #pragma once
 
+#include "generator/raw_data.h"
 #include "generator/strell_record.h"
 #include "net/socket.h"
 #include "stat/traffic_flow_record.h"
+#include "util/thread.h"
 
 namespace Strell {
 
@@ -25,6 +27,19 @@ public:
     virtual ~NetflowPacketManager() = default;
 
 protected:
+    // One datagram out: the delay first, so the header times follow it, then
+    // the packet's times, then a fresh buffer to the collector.
+    template <typename Packet>
+    void send_packet(Packet& packet) {
+        if (send_delay != 0) {
+            Vorn::Thread::usleep(send_delay);
+        }
+        packet.update_time();
+        RawData buffer;
+        packet.serialize(buffer);
+        socket.sendto(buffer.data(), buffer.size(), endpoint);
+    }
+
     Vorn::Socket::Endpoint endpoint;
     int send_delay = 0;  // microseconds slept before every send; 0: none
     Vorn::Socket socket;

@@ -1,8 +1,5 @@
 #include "generator/netflow_v5_packet_manager.h"
 
-#include "generator/raw_data.h"
-#include "util/thread.h"
-
 namespace Strell {
 
 Netflow_v5_PacketManager::Netflow_v5_PacketManager(unsigned short version, unsigned int sys_uptime,
@@ -49,14 +46,6 @@ void Netflow_v5_PacketManager::send_packets(const StrellRecord& record, unsigned
 }
 
 // The delay comes before the send, so even the last, forced packet waits.
-void Netflow_v5_PacketManager::send() {
-    if (send_delay != 0) {
-        Vorn::Thread::usleep(send_delay);
-    }
-    packet.update_time();
-    RawData buffer;
-    packet.serialize(buffer);
-    socket.sendto(buffer.data(), buffer.size(), endpoint);
-}
+void Netflow_v5_PacketManager::send() { send_packet(packet); }
 
 }  // namespace Strell

@@ -1,8 +1,5 @@
 #include "generator/netflow_v9_packet_manager.h"
 
-#include "generator/raw_data.h"
-#include "util/thread.h"
-
 namespace Strell {
 
 namespace {
@@ -91,16 +88,9 @@ void Netflow_v9_PacketManager::send() {
     transmit();
 }
 
-// Sleeps first, so the header times follow the delay. A send that throws
-// leaves packet and pending as they were, flowsets and all.
+// A send that throws leaves packet and pending as they were, flowsets and all.
 void Netflow_v9_PacketManager::transmit() {
-    if (send_delay != 0) {
-        Vorn::Thread::usleep(send_delay);
-    }
-    packet.update_time();
-    RawData buffer;
-    packet.serialize(buffer);
-    socket.sendto(buffer.data(), buffer.size(), endpoint);
+    send_packet(packet);
     packet.clear();
     for (PendingFlowset& slot : pending) {
         slot.flowset.records.clear();
