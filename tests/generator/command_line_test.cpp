@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <climits>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "generator/number_parsing.h"
 #include "generator/raw_data.h"
-#include "v5_datagram.h"
+#include "test_support.h"
 
 namespace Strell {
 namespace {
@@ -20,17 +22,6 @@ bool parse(std::vector<std::string> args, RunSettings& settings) {
     argv.push_back(nullptr);
     optind = 0;  // glibc: start getopt afresh
     return parse_command_line(static_cast<int>(args.size()), argv.data(), settings);
-}
-
-// Each data field as network-order hex, as it would go out.
-std::vector<std::string> wire_values(const StrellRecord& record) {
-    std::vector<std::string> values;
-    for (const DataField& field : record.data()) {
-        RawData out;
-        field.serialize(out);
-        values.push_back(StrellTest::hex({out.data(), out.data() + out.size()}));
-    }
-    return values;
 }
 
 TEST(CommandLine, FlowOptionsAppendTypedFieldsInCommandLineOrder) {
@@ -45,11 +36,18 @@ TEST(CommandLine, FlowOptionsAppendTypedFieldsInCommandLineOrder) {
                                                        {14, 2}, {1, 4}, {2, 4}, {5, 1}, {6, 1}, {4, 1},
                                                        {11, 2}, {12, 4}, {15, 4}, {7, 2}};
     EXPECT_EQ(entries, expected);
-    const std::vector<std::string> values = {"11 70", "00 00 00 05", "00 00 00 10", "0a 00 00 01",
-                                             "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01",
-                                             "00 01", "00 02", "00 00 00 03", "00 00 00 04", "05", "06", "07",
-                                             "00 08", "0a 00 00 02", "0a 00 00 03", "00 09"};
-    EXPECT_EQ(wire_values(settings.flow_fields), values);
+    // Each value as it goes out.
+    std::vector<std::string> values;
+    for (const DataField& field : settings.flow_fields.data()) {
+        RawData out;
+        field.serialize(out);
+        values.push_back(StrellTest::hex({out.data(), out.data() + out.size()}));
+    }
+    const std::vector<std::string> expected_values = {
+        "11 70", "00 00 00 05", "00 00 00 10", "0a 00 00 01", "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01",
+        "00 01", "00 02", "00 00 00 03", "00 00 00 04", "05", "06", "07", "00 08", "0a 00 00 02", "0a 00 00 03",
+        "00 09"};
+    EXPECT_EQ(values, expected_values);
 }
 
 TEST(CommandLine, SettingsTakeTheLastValueCutToTheirWidth) {
@@ -73,6 +71,20 @@ TEST(CommandLine, SettingsTakeTheLastValueCutToTheirWidth) {
     EXPECT_EQ(settings.send_delay, 1000);
     EXPECT_EQ(settings.file_name, "flows.vorn");
     EXPECT_TRUE(settings.detail_file_mode);
+}
+
+TEST(ReadNumber, BaseZeroReadsBinaryHexOctalAndDecimal) {
+    const std::pair<const char*, long> cases[] = {
+        {"0b101", 5}, {"0B11", 3}, {" \t-0b11", -3}, {"+0b1", 1}, {"0b1012", 5}, {"0x1f", 31}, {"017", 15},
+        {"65001", 65001},
+        // A prefix without a binary digit leaves the zero.
+        {"0b", 0}, {"0b2", 0}, {"-0b", 0}, {"b101", 0}};
+    for (const auto& [text, value] : cases) EXPECT_EQ(read_number(text, 0), value) << text;
+    // Out of range saturates as strtol does.
+    EXPECT_EQ(read_number(("0b" + std::string(64, '1')).c_str(), 0), LONG_MAX);
+    EXPECT_EQ(read_number(("-0b1" + std::string(64, '0')).c_str(), 0), LONG_MIN);
+    EXPECT_EQ(read_number("0b101", 10), 0);
+    EXPECT_EQ(read_number("12abc", 10), 12);
 }
 
 }  // namespace

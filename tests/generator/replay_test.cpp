@@ -1,59 +1,24 @@
 // strell -u: what each kind of detail file, good or bad, sends and prints.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "stat/traffic_stat.h"
-#include "strell_process.h"
+#include "test_support.h"
 #include "tools/vorn_detail/detail_encoder.h"
-#include "udp_receiver.h"
-#include "v5_datagram.h"
-#include "v9_datagram.h"
 
 namespace StrellTest {
 namespace {
 
 using std::string;
-using Strell::DetailEncoder;
 using Strell::DetailFormat;
 
-// A temporary file holding the given bytes, removed with the object.
-class TempFile {
-public:
-    explicit TempFile(const std::vector<unsigned char>& bytes) {
-        const char* dir = std::getenv("TMPDIR");
-        string pattern = string(dir != nullptr ? dir : "/tmp") + "/strell-modes-XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        const int fd = mkstemp(name.data());
-        if (fd < 0) return;
-        path_ = name.data();
-        written_ = write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-        close(fd);
-    }
-    ~TempFile() {
-        if (!path_.empty()) std::remove(path_.c_str());
-    }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-
-    bool ready() const { return written_; }
-    const string& path() const { return path_; }
-
-private:
-    string path_;
-    bool written_ = false;
-};
-
-// Flow i: IPv6 when ipv6(i), else from 10.0.0.i; i + 1 packets either way.
+// Flow i: IPv6 when ipv6(i), else from 10.0.0.0 + i; i + 1 packets either way.
 template <typename IsV6>
-std::vector<unsigned char> detail_file(DetailFormat format, size_t records, IsV6 ipv6) {
-    const DetailEncoder encoder(format);
-    std::vector<unsigned char> bytes = encoder.header();
+std::vector<uint8_t> detail_file(DetailFormat format, size_t records, IsV6 ipv6) {
+    const Strell::DetailEncoder encoder(format);
+    std::vector<uint8_t> bytes = encoder.header();
     for (size_t i = 0; i < records; ++i) {
         Vorn::TrafficStat flow;
         if (ipv6(i)) {
@@ -70,23 +35,66 @@ std::vector<unsigned char> detail_file(DetailFormat format, size_t records, IsV6
     return bytes;
 }
 
+bool all_ipv4(size_t) { return false; }
+
 StrellRun replay(UdpReceiver& receiver, const std::vector<string>& options) {
     std::vector<string> args = {"-u", "-h", "127.0.0.1", "-p", std::to_string(receiver.port()), "-t", "50"};
     args.insert(args.end(), options.begin(), options.end());
-    StrellRun run = run_strell(args, &receiver);
-    for (auto& datagram : receiver.collect(1, std::chrono::milliseconds(200), std::chrono::seconds(5))) {
-        run.datagrams.push_back(std::move(datagram));
-    }
-    return run;
+    return run_strell(args, &receiver);
 }
 
 string announcement(const UdpReceiver& receiver) {
     return "Send packets to host: 127.0.0.1 ; port: " + std::to_string(receiver.port()) + "\n";
 }
 
-TEST(StrellReplayModes, OldFormatGoesOutThirtyAtATimeThenTheRestForced) {
-    const TempFile file(detail_file(DetailFormat::Old, 65, [](size_t) { return false; }));
-    ASSERT_TRUE(file.ready());
+constexpr size_t big_file_records = 5000;
+
+const TempFile& big_file() {
+    static const TempFile file(detail_file(DetailFormat::New, big_file_records, all_ipv4));
+    return file;
+}
+
+TEST(StrellReplay, CountLimitsTheRecordsButAbove65535SendsTheWholeFile) {
+    // The 16-bit counter never reaches a count above 65535, whatever its low
+    // 16 bits are (70000 is 4464 in them, 65536 is 0).
+    const std::pair<const char*, size_t> cases[] = {{"70000", big_file_records}, {"65536", big_file_records},
+                                                    {"10", 10}};
+    for (const auto& [count, sent] : cases) {
+        SCOPED_TRACE(string("count ") + count);
+        UdpReceiver receiver("127.0.0.1", 8 << 20);
+        const StrellRun run = replay(receiver, {"-f", big_file().path(), "-c", count});
+        EXPECT_TRUE(run.exited && run.exit_code == 0) << run.err;
+        EXPECT_EQ(run.datagrams.size(), (sent + 29) / 30);
+        std::vector<Datagram> records;
+        for (const Datagram& datagram : run.datagrams) {
+            for (size_t i = 0; i < v5_header(datagram).count; ++i) records.push_back(v5_record(datagram, i));
+        }
+        ASSERT_EQ(records.size(), sent);
+        for (size_t i = 0; i < sent; i += 997) {
+            EXPECT_EQ(be(records[i], 0, 4), 0x0a000000u + i);
+            EXPECT_EQ(be(records[i], 16, 4), i + 1);  // dPkts
+        }
+        EXPECT_EQ(be(records.back(), 16, 4), sent);
+    }
+}
+
+TEST(StrellReplay, V9CarriesEveryRecordOfTheFile) {
+    UdpReceiver receiver("127.0.0.1", 8 << 20);
+    const StrellRun run = replay(receiver, {"-f", big_file().path(), "-v", "9", "-c", "100000"});
+    EXPECT_TRUE(run.exited && run.exit_code == 0) << run.err;
+    // 34 records beside the templates, then 37 a packet.
+    ASSERT_EQ(run.datagrams.size(), 1 + (big_file_records - 34 + 36) / 37);
+    size_t data_records = 0;
+    for (const Datagram& datagram : run.datagrams) {
+        for (const auto& flowset : parse_v9(datagram).flowsets) {
+            if (flowset.id == 256) data_records += flowset.body.size() / 39;
+        }
+    }
+    EXPECT_EQ(data_records, big_file_records);
+}
+
+TEST(StrellReplay, OldFormatGoesOutThirtyAtATimeThenTheRestForced) {
+    const TempFile file(detail_file(DetailFormat::Old, 65, all_ipv4));
     UdpReceiver receiver;
     const StrellRun run = replay(receiver, {"-f", file.path()});
     EXPECT_TRUE(run.exited && run.exit_code == 0) << run.err;
@@ -101,9 +109,8 @@ TEST(StrellReplayModes, OldFormatGoesOutThirtyAtATimeThenTheRestForced) {
     for (const Datagram& datagram : run.datagrams) EXPECT_EQ(v5_header(datagram).flow_sequence, 56u);
 }
 
-TEST(StrellReplayModes, V5SkipsIPv6FlowsAndV9SendsThemUnder257) {
+TEST(StrellReplay, V5SkipsIPv6FlowsAndV9SendsThemUnder257) {
     const TempFile file(detail_file(DetailFormat::New, 20, [](size_t i) { return i % 4 == 3; }));
-    ASSERT_TRUE(file.ready());
     UdpReceiver v5_receiver;
     const StrellRun v5 = replay(v5_receiver, {"-f", file.path()});
     ASSERT_EQ(v5.datagrams.size(), 1u);
@@ -122,7 +129,7 @@ TEST(StrellReplayModes, V5SkipsIPv6FlowsAndV9SendsThemUnder257) {
     EXPECT_EQ(packet.flowsets[2].length, 4u + 5u * 75u + 1u);
 }
 
-TEST(StrellReplayModes, MissingFileNameIsRefused) {
+TEST(StrellReplay, MissingFileNameIsRefused) {
     UdpReceiver receiver;
     const StrellRun run = replay(receiver, {});
     EXPECT_TRUE(run.exited && run.exit_code == 1);
@@ -130,16 +137,15 @@ TEST(StrellReplayModes, MissingFileNameIsRefused) {
     EXPECT_TRUE(run.datagrams.empty());
 }
 
-TEST(StrellReplayModes, UnreadableFilesEndQuietlyAfterTheirDebugLine) {
-    const TempFile empty(std::vector<unsigned char>{});
-    std::vector<unsigned char> damaged = detail_file(DetailFormat::New, 3, [](size_t) { return false; });
+TEST(StrellReplay, UnreadableFilesEndQuietlyAfterTheirDebugLine) {
+    const TempFile empty({});
+    Datagram damaged = detail_file(DetailFormat::New, 3, all_ipv4);
     damaged.push_back(0xEE);  // a data id the header never declared
     const TempFile broken(damaged);
-    ASSERT_TRUE(empty.ready() && broken.ready());
     const struct {
         string path;
         string line;
-        size_t v5_records;
+        size_t records;
     } cases[] = {
         {"/nonexistent/strell.vorn", "Unable to open raw file: </nonexistent/strell.vorn>", 0},
         {empty.path(), "There is no such fromat (from file <" + empty.path() + ">)", 0},
@@ -152,16 +158,15 @@ TEST(StrellReplayModes, UnreadableFilesEndQuietlyAfterTheirDebugLine) {
         EXPECT_TRUE(v5.exited && v5.exit_code == 0) << v5.err;
         EXPECT_NE(v5.err.find("?Debug : "), string::npos) << v5.err;
         EXPECT_NE(v5.err.find(" DetailedInfoFileParser: " + c.line + "\n"), string::npos) << v5.err;
-        ASSERT_EQ(v5.datagrams.size(), c.v5_records != 0 ? 1u : 0u);
-        if (c.v5_records != 0) {
-            EXPECT_EQ(v5_header(v5.datagrams[0]).count, c.v5_records);
+        ASSERT_EQ(v5.datagrams.size(), c.records != 0 ? 1u : 0u);
+        if (c.records != 0) {
+            EXPECT_EQ(v5_header(v5.datagrams[0]).count, c.records);
         }
         // The v9 manager still forces out its templates.
-        UdpReceiver v9_receiver;
-        const StrellRun v9 = replay(v9_receiver, {"-v", "9", "-f", c.path});
+        const StrellRun v9 = replay(receiver, {"-v", "9", "-f", c.path});
         EXPECT_TRUE(v9.exited && v9.exit_code == 0) << v9.err;
         ASSERT_EQ(v9.datagrams.size(), 1u);
-        EXPECT_EQ(parse_v9(v9.datagrams[0]).count, 2u + c.v5_records);
+        EXPECT_EQ(parse_v9(v9.datagrams[0]).count, 2u + c.records);
     }
 }
 

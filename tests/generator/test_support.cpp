@@ -1,6 +1,6 @@
-#include "udp_receiver.h"
+#include "test_support.h"
 
-#include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -21,32 +23,37 @@ namespace {
 
 }  // namespace
 
+TempFile::TempFile(const std::vector<uint8_t>& bytes) {
+    char name[] = "/tmp/strell-test-XXXXXX";
+    const int fd = ::mkstemp(name);
+    if (fd < 0) throw std::runtime_error("mkstemp failed");
+    path_ = name;
+    const bool written = ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    ::close(fd);
+    if (!written) throw std::runtime_error("cannot write " + path_);
+}
+
+TempFile::~TempFile() { std::remove(path_.c_str()); }
+
 UdpReceiver::UdpReceiver(const std::string& address, int receive_buffer) : address_(address) {
-    const bool v6 = address.find(':') != std::string::npos;
-    fd_ = ::socket(v6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd_ < 0) fail("socket");
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST;
+    hints.ai_socktype = SOCK_DGRAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(address.c_str(), "0", &hints, &found) != 0) fail("address " + address);
+    fd_ = ::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool bound = fd_ >= 0 && ::bind(fd_, found->ai_addr, found->ai_addrlen) == 0;
+    ::freeaddrinfo(found);
+    if (!bound) fail("bind");
     if (receive_buffer > 0 &&
         ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &receive_buffer, sizeof(receive_buffer)) != 0) {
         ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof(receive_buffer));
     }
     sockaddr_storage storage{};
-    socklen_t length = 0;
-    if (v6) {
-        auto* sa = reinterpret_cast<sockaddr_in6*>(&storage);
-        sa->sin6_family = AF_INET6;
-        if (::inet_pton(AF_INET6, address.c_str(), &sa->sin6_addr) != 1) fail("address " + address);
-        length = sizeof(sockaddr_in6);
-    } else {
-        auto* sa = reinterpret_cast<sockaddr_in*>(&storage);
-        sa->sin_family = AF_INET;
-        if (::inet_pton(AF_INET, address.c_str(), &sa->sin_addr) != 1) fail("address " + address);
-        length = sizeof(sockaddr_in);
-    }
-    if (::bind(fd_, reinterpret_cast<sockaddr*>(&storage), length) != 0) fail("bind");
-    length = sizeof(storage);
+    socklen_t length = sizeof(storage);
     if (::getsockname(fd_, reinterpret_cast<sockaddr*>(&storage), &length) != 0) fail("getsockname");
-    port_ = ntohs(v6 ? reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port
-                     : reinterpret_cast<sockaddr_in*>(&storage)->sin_port);
+    // sin_port and sin6_port lie at the same offset.
+    port_ = ntohs(reinterpret_cast<sockaddr_in*>(&storage)->sin_port);
 }
 
 UdpReceiver::~UdpReceiver() {
@@ -72,23 +79,14 @@ std::optional<Datagram> UdpReceiver::receive(std::chrono::milliseconds timeout) 
     return datagram;
 }
 
-std::vector<Datagram> UdpReceiver::drain() {
-    std::vector<Datagram> datagrams;
-    while (auto datagram = receive(std::chrono::milliseconds(0))) {
-        datagrams.push_back(std::move(*datagram));
-    }
-    return datagrams;
-}
-
 std::vector<Datagram> UdpReceiver::collect(size_t count, std::chrono::milliseconds idle,
                                            std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     std::vector<Datagram> datagrams;
     while (datagrams.size() < count) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) break;
-        auto datagram = receive(std::min(idle, left));
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        auto datagram = receive(std::clamp(left, std::chrono::milliseconds(0), idle));
         if (!datagram) break;
         datagrams.push_back(std::move(*datagram));
     }
