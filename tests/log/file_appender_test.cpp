@@ -1,21 +1,18 @@
 #include "log/file_appender.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdio>
-#include <map>
+#include <filesystem>
 #include <thread>
 
-#include "log/logger_impl.h"
-#include "recording_appender.h"
-#include "recording_logger.h"
-#include "temp_dir.h"
+#include "test_helpers.h"
 #include "util/file_utils.h"
 
 namespace Vorn {
 namespace {
 
+using std::filesystem::exists;
 const std::string kHeader = "Jan 02 03:04:05 ";
 
 // Writes a line whose text starts with "<marker>:"; `pad` characters make it
@@ -28,143 +25,18 @@ void put(FileAppender& appender, int level, const std::string& marker, size_t pa
 // The markers of the lines written with put(), in file order.
 std::string markers(const std::string& path) {
     std::istringstream in(read_file(path));
-    std::string result, text;
-    while (std::getline(in, text)) {
-        if (text.compare(0, kHeader.size(), kHeader) != 0) continue;
-        result += text.substr(kHeader.size(), text.find(':', kHeader.size()) - kHeader.size()) + " ";
+    std::string result;
+    for (std::string text; std::getline(in, text);) {
+        if (text.compare(0, kHeader.size(), kHeader) == 0) result += text.substr(16, text.find(':', 16) - 16) + " ";
     }
     return result;
 }
 
-std::string thread_hex() {
-    char text[16];
-    std::snprintf(text, sizeof text, "%x", static_cast<unsigned>(pthread_self()));
-    return text;
-}
-
-TEST(FileAppender, OpenWritesTheSystemVersionLineAndLogsTheFileInUse) {
+TEST(FileAppender, OpensWithTheSystemVersionLineAndReopensANewFileAfterAnOutsideRename) {
     TempDir dir;
     RecordingLogger logged;
     const std::string path = dir.file("app.log");
-    {
-        FileAppender appender;
-        appender.init(Logger::Info, path, false, 0, 0);
-    }
-    const std::string text = read_file(path);
-    char month[4] = {};
-    int day = 0, hours = 0, minutes = 0, seconds = 0;
-    EXPECT_EQ(std::sscanf(text.c_str(), "%3[A-Za-z] %2d %2d:%2d:%2d", month, &day, &hours, &minutes, &seconds), 5);
-    const std::string line_start = "  " + thread_hex() + "  System version:  strell-";
-    ASSERT_EQ(text.substr(15, line_start.size()), line_start);
-    const std::string version = text.substr(15 + line_start.size());
-    EXPECT_EQ(version.find_first_of(" \n"), version.size() - 1) << "one word, then the only newline: " << version;
-    EXPECT_EQ(logged.lines(), (std::vector<RecordingLogger::Line>{{6, "FileAppender", "Using '" + path + "' file"}}));
-}
-
-TEST(FileAppender, UnopenableFileLogsAnAlertThenThrowsAndFallsBackToStandardError) {
-    RecordingLogger logged;
-    FileAppender appender;
-    try {
-        appender.init(Logger::Trace, "/nonexistent-strell-dir/app.log", false, 0, 0);
-        ADD_FAILURE() << "no FileAppenderError";
-    } catch (const FileAppenderError& error) {
-        EXPECT_STREQ(error.what(), "FileAppenderError: Unable to open log file");
-    }
-    EXPECT_EQ(logged.lines(),
-              (std::vector<RecordingLogger::Line>{
-                  {1, "FileAppender",
-                   "Unable to open log file '/nonexistent-strell-dir/app.log': No such file or directory"}}));
-    testing::internal::CaptureStderr();
-    put(appender, Logger::Error, "fallback");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), kHeader + "fallback:\n");
-}
-
-TEST(FileAppender, OnlyAnAppenderAtExactlyCriticalCopiesLevelsZeroToTwoToStandardError) {
-    TempDir dir;
-    for (const int appender_level : {Logger::Critical, Logger::Error}) {
-        FileAppender appender;
-        appender.init(static_cast<Logger::Level>(appender_level), dir.file("app.log"), false, 0, 0);
-        testing::internal::CaptureStderr();
-        for (int level = 0; level <= 3; ++level) put(appender, level, "level" + std::to_string(level));
-        const std::string copied = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(copied, appender_level == Logger::Critical
-                              ? kHeader + "level0:\n" + kHeader + "level1:\n" + kHeader + "level2:\n"
-                              : "")
-            << "appender level " << appender_level;
-    }
-    EXPECT_EQ(markers(dir.file("app.log")), "level0 level1 level2 level0 level1 level2 level3 ");
-}
-
-TEST(FileAppender, DropsMessagesAboveItsLevel) {
-    TempDir dir;
-    {
-        FileAppender appender;
-        appender.init(Logger::Info, dir.file("app.log"), false, 0, 0);
-        put(appender, Logger::Debug, "debug");
-        put(appender, Logger::Info, "info");
-    }
-    EXPECT_EQ(markers(dir.file("app.log")), "info ");
-}
-
-TEST(FileAppender, MaxCountThreeKeepsThreeRotatedFilesOldestLast) {
-    TempDir dir;
-    const std::string path = dir.file("app.log");
-    {
-        FileAppender appender;
-        appender.init(Logger::Trace, path, true, 3, 1000);
-        for (const char* marker : {"m1", "m2", "m3", "m4", "m5"}) put(appender, Logger::Info, marker, 20000);
-        EXPECT_FALSE(file_exists(path)) << "reopened before the next write";
-        put(appender, Logger::Info, "m6");
-    }
-    EXPECT_EQ(markers(path), "m6 ");
-    EXPECT_EQ(markers(path + ".1"), "m5 ");
-    EXPECT_EQ(markers(path + ".2"), "m4 ");
-    EXPECT_EQ(markers(path + ".3"), "m3 ");
-    EXPECT_FALSE(file_exists(path + ".4"));
-}
-
-TEST(FileAppender, MaxCountOneReplacesTheRotatedFile) {
-    TempDir dir;
-    const std::string path = dir.file("app.log");
-    FileAppender appender;
-    appender.init(Logger::Trace, path, true, 1, 1000);
-    put(appender, Logger::Info, "m1", 20000);
-    put(appender, Logger::Info, "m2", 20000);
-    EXPECT_EQ(markers(path + ".1"), "m2 ");
-    EXPECT_FALSE(file_exists(path + ".2"));
-}
-
-TEST(FileAppender, UnlimitedRotationNumbersOneAboveTheLargestPresent) {
-    TempDir dir;
-    const std::string path = dir.file("app.log");
-    for (const char* other : {"app.log.7", "app.log.old", "app.log9"}) write_file(dir.file(other), "");
-    FileAppender appender;
-    appender.init(Logger::Trace, path, true, 0, 1000);
-    put(appender, Logger::Info, "m1", 20000);
-    put(appender, Logger::Info, "m2", 20000);
-    EXPECT_EQ(markers(path + ".8"), "m1 ");
-    EXPECT_EQ(markers(path + ".9"), "m2 ");
-    EXPECT_EQ(Utils::list_files(dir.path()).size(), 5u);
-}
-
-TEST(FileAppender, DefaultMaxSizeRotatesAtTenMebibytes) {
-    TempDir dir;
-    const std::string path = dir.file("app.log");
-    {
-        FileAppender appender;
-        appender.init(Logger::Trace, path, true, 0, 0);
-        for (int i = 0; i < 11; ++i) put(appender, Logger::Info, "m" + std::to_string(i), 1 << 20);
-    }
-    struct stat rotated;
-    ASSERT_EQ(stat((path + ".1").c_str(), &rotated), 0);
-    EXPECT_GE(rotated.st_size, 10485760);
-    EXPECT_LT(rotated.st_size, 10485760 + (2 << 20));
-    EXPECT_FALSE(file_exists(path + ".2"));
-}
-
-TEST(FileAppender, ReopenAfterAnOutsideRenameContinuesInANewFile) {
-    TempDir dir;
-    const std::string path = dir.file("app.log");
+    write_file(path, "kept\n");  // the file is opened for appending
     {
         FileAppender appender;
         appender.init(Logger::Trace, path, false, 0, 0);
@@ -174,14 +46,71 @@ TEST(FileAppender, ReopenAfterAnOutsideRenameContinuesInANewFile) {
         appender.reopen();
         put(appender, Logger::Info, "after");
     }
-    EXPECT_EQ(markers(path + ".moved"), "before ");
-    EXPECT_EQ(markers(path), "after ");
-    EXPECT_NE(read_file(path).find("System version"), std::string::npos);
+    const std::string moved = unstamped(read_file(path + ".moved")), version = moved.substr(5, moved.find('\n', 5) - 4);
+    const std::string start = "<stamp>  " + thread_hex() + "  System version:  strell-";
+    EXPECT_EQ(version.substr(0, start.size()), start);
+    EXPECT_EQ(version.find_first_of(" \n", start.size()), version.size() - 1) << "one word: " << version;
+    EXPECT_EQ(moved, "kept\n" + version + "<stamp> before:\n");
+    EXPECT_EQ(unstamped(read_file(path)), version + "<stamp> after:\n");
+    const RecordingLogger::Line used{6, "FileAppender", "Using '" + path + "' file"};
+    EXPECT_EQ(logged.lines, (std::vector<RecordingLogger::Line>{used, used}));
 }
 
-TEST(FileAppender, ConcurrentWritersLoseAndRepeatNoLineAcrossRotations) {
-    constexpr int kThreads = 4, kLines = 5000;
-    constexpr off_t kMaxSize = 16384;
+TEST(FileAppender, KeepsLevelsUpToItsOwnAndOnlyAtExactlyCriticalCopiesThemToStandardError) {
+    const std::string copies = kHeader + "0:\n" + kHeader + "1:\n" + kHeader + "2:\n";
+    const std::tuple<Logger::Level, const char*, std::string> cases[] = {
+        {Logger::Critical, "0 1 2 ", copies}, {Logger::Error, "0 1 2 3 ", ""}, {Logger::Info, "0 1 2 3 4 5 6 ", ""}};
+    for (const auto& [appender_level, kept, copied] : cases) {
+        TempDir dir;
+        testing::internal::CaptureStderr();
+        {
+            FileAppender appender;
+            appender.init(appender_level, dir.file("app.log"), false, 0, 0);
+            for (int level = 0; level <= 8; ++level) put(appender, level, std::to_string(level));
+        }
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), copied) << "appender level " << appender_level;
+        EXPECT_EQ(markers(dir.file("app.log")), kept) << "appender level " << appender_level;
+    }
+}
+
+TEST(FileAppender, BoundedRotationKeepsMaxCountFilesOldestLast) {
+    for (const unsigned max_count : {3u, 1u}) {
+        TempDir dir;
+        const std::string path = dir.file("app.log");
+        const unsigned writes = max_count + 2;
+        {
+            FileAppender appender;
+            appender.init(Logger::Trace, path, true, max_count, 1000);
+            for (unsigned m = 1; m <= writes; ++m) put(appender, Logger::Info, "m" + std::to_string(m), 20000);
+            EXPECT_FALSE(exists(path)) << "reopened before the next write";
+            put(appender, Logger::Info, "last");
+        }
+        EXPECT_EQ(markers(path), "last ");
+        for (unsigned n = 1; n <= max_count; ++n) {
+            EXPECT_EQ(markers(path + "." + std::to_string(n)), "m" + std::to_string(writes + 1 - n) + " ") << max_count;
+        }
+        EXPECT_FALSE(exists(path + "." + std::to_string(max_count + 1))) << max_count;
+    }
+}
+
+TEST(FileAppender, UnboundedRotationAtTheDefaultSizeNumbersOneAboveTheLargestPresent) {
+    TempDir dir;
+    const std::string path = dir.file("app.log");
+    for (const char* other : {"app.log.7", "app.log.old", "app.log9"}) write_file(dir.file(other), "");
+    {
+        FileAppender appender;
+        appender.init(Logger::Trace, path, true, 0, 0);
+        for (int m = 0; m < 11; ++m) put(appender, Logger::Info, "m" + std::to_string(m), 1 << 20);
+        put(appender, Logger::Info, "last");
+    }
+    const uintmax_t size = exists(path + ".8") ? std::filesystem::file_size(path + ".8") : 0;
+    EXPECT_TRUE(size >= 10485760 && size < 10485760 + (2 << 20)) << "app.log.8 has " << size << " bytes";
+    EXPECT_EQ(Utils::list_files(dir.path).size(), 5u) << "nothing but app.log and app.log.8 is new";
+}
+
+TEST(FileAppender, ManyWritersLoseRepeatAndReorderNoLineAcrossRotations) {
+    constexpr int kThreads = 8, kLines = 2500;
+    constexpr uintmax_t kMaxSize = 16384;
     TempDir dir;
     {
         LoggerImpl logger;
@@ -192,32 +121,31 @@ TEST(FileAppender, ConcurrentWritersLoseAndRepeatNoLineAcrossRotations) {
         std::vector<std::thread> writers;
         for (int t = 0; t < kThreads; ++t) {
             writers.emplace_back([&logger, t] {
-                for (int i = 0; i < kLines; ++i) {
-                    logger.write(Logger::Info, "W", std::to_string(t) + "-" + std::to_string(i));
-                }
+                for (int i = 0; i < kLines; ++i) logger.write(Logger::Info, "W", std::to_string(t * kLines + i));
             });
         }
         for (std::thread& writer : writers) writer.join();
         logger.stop();
         EXPECT_EQ(logger.dropped(), 0u);
     }
-    std::map<std::string, int> seen;
+    // Rotated files are numbered in the order they were made, so reading them in that order, then
+    // app.log, must give each writer's lines once each and in order.
+    std::vector<int> next(kThreads, 0);
     size_t rotated = 0;
-    for (const std::string& name : Utils::list_files(dir.path())) {
-        std::istringstream in(read_file(dir.file(name)));
-        for (std::string text; std::getline(in, text);) {
-            const size_t at = text.find(" W: ");
-            if (at != std::string::npos) ++seen[text.substr(at + 4)];
-        }
-        if (name == "app.log") continue;
-        ++rotated;
-        struct stat info;
-        ASSERT_EQ(stat(dir.file(name).c_str(), &info), 0);
-        EXPECT_GE(info.st_size, kMaxSize) << name;
-    }
+    while (exists(dir.file("app.log." + std::to_string(rotated + 1)))) ++rotated;
     EXPECT_GT(rotated, 10u);
-    EXPECT_EQ(seen.size(), static_cast<size_t>(kThreads * kLines));
-    for (const auto& entry : seen) ASSERT_EQ(entry.second, 1) << entry.first;
+    for (size_t n = 1; n <= rotated + 1; ++n) {
+        const std::string path = dir.file(n <= rotated ? "app.log." + std::to_string(n) : "app.log");
+        EXPECT_TRUE(n > rotated || std::filesystem::file_size(path) >= kMaxSize) << path << " rotated below the size";
+        std::istringstream in(read_file(path));
+        for (std::string text; std::getline(in, text);) {
+            int line = -1;  // writer t's line i is t * kLines + i
+            if (text.find(" W: ") == std::string::npos) continue;
+            ASSERT_EQ(std::sscanf(text.c_str() + text.find(" W: "), " W: %d", &line), 1) << text;
+            ASSERT_EQ(line % kLines, next.at(line / kLines)++) << text;
+        }
+    }
+    EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
 }  // namespace
