@@ -17,13 +17,6 @@ namespace {
 
 constexpr size_t file_records = 100000;
 
-class AcceptAll : public Vorn::Filter {
-public:
-    int check_bounds(const Vorn::TrafficStat&, const Vorn::TrafficStat&) override { return 0; }
-    int check_first(const Vorn::TrafficStat&) override { return 0; }
-    bool check_record(const Vorn::TrafficStat&) override { return true; }
-};
-
 // A detail file of file_records IPv4 flows in the format, written once per
 // process into the temporary directory and removed at exit.
 const std::string& detail_file(Strell::DetailFormat format) {
@@ -61,7 +54,7 @@ const std::string& detail_file(Strell::DetailFormat format) {
 void BM_ParseRecord(benchmark::State& state) {
     const auto format = state.range(0) != 0 ? Strell::DetailFormat::New : Strell::DetailFormat::Old;
     const std::string& path = detail_file(format);
-    AcceptAll filter;
+    Vorn::AcceptAllFilter filter;
     auto parser = std::make_unique<Vorn::DetailedInfoFileParser>();
     parser->init(nullptr, &filter);
     parser->probe(path.c_str());

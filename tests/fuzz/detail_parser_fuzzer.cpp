@@ -9,15 +9,9 @@
 
 #include "fuzz_temp_path.h"
 #include "stat/detailed_info_file_parser.h"
+#include "stat/filter.h"
 
 namespace {
-
-class AcceptAll : public Vorn::Filter {
-public:
-    int check_bounds(const Vorn::TrafficStat&, const Vorn::TrafficStat&) override { return 0; }
-    int check_first(const Vorn::TrafficStat&) override { return 0; }
-    bool check_record(const Vorn::TrafficStat&) override { return true; }
-};
 
 // Addresses compare with their family.
 bool same(const Vorn::TrafficStat& a, const Vorn::TrafficStat& b) {
@@ -43,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 0 && std::fwrite(data, 1, size, file) != size) std::abort();
     std::fclose(file);
 
-    AcceptAll filter;
+    Vorn::AcceptAllFilter filter;
     std::vector<Vorn::TrafficStat> one_by_one;
     {
         Vorn::DetailedInfoFileParser parser;

@@ -1,25 +1,15 @@
 #include <ostream>
 
 #include "stat/detailed_info_file_parser.h"
+#include "stat/filter.h"
 #include "tools/vorn_detail/detail_commands.h"
 
 namespace Strell {
 
-namespace {
-
-class AcceptAll : public Vorn::Filter {
-public:
-    int check_bounds(const Vorn::TrafficStat&, const Vorn::TrafficStat&) override { return 0; }
-    int check_first(const Vorn::TrafficStat&) override { return 0; }
-    bool check_record(const Vorn::TrafficStat&) override { return true; }
-};
-
-}  // namespace
-
 // One TrafficStat is reused as the replay reuses it, so a field that a
 // record lacks shows the previous record's value, as strell would send it.
 int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& err) {
-    AcceptAll filter;
+    Vorn::AcceptAllFilter filter;
     Vorn::DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
     if (parser.probe(path.c_str()) == 2) {
