@@ -4,20 +4,20 @@
 #include <string>
 #include <vector>
 
+#include "stat/detail_encoder.h"
 #include "stat/traffic_stat.h"
 #include "test_support.h"
-#include "tools/vorn_detail/detail_encoder.h"
 
 namespace StrellTest {
 namespace {
 
 using std::string;
-using Strell::DetailFormat;
+using Vorn::DetailFormat;
 
 // Flow i: IPv6 when ipv6(i), else from 10.0.0.0 + i; i + 1 packets either way.
 template <typename IsV6>
 std::vector<uint8_t> detail_file(DetailFormat format, size_t records, IsV6 ipv6) {
-    const Strell::DetailEncoder encoder(format);
+    const Vorn::DetailEncoder encoder(format);
     std::vector<uint8_t> bytes = encoder.header();
     for (size_t i = 0; i < records; ++i) {
         Vorn::TrafficStat flow;

@@ -4,9 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/vorn_detail/detail_encoder.h"
+#include "stat/detail_encoder.h"
 
 namespace Strell {
+
+using Vorn::DetailEncoder;
+using Vorn::DetailFormat;
 
 // Exit statuses of vorn-detail.
 constexpr int exit_ok = 0;
