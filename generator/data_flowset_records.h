@@ -6,23 +6,22 @@
 
 #include "generator/byte_buffer.h"
 #include "generator/data_field.h"
-#include "generator/strell_record.h"
 
 namespace Strell {
 
 class RawData;
 
 // Body of one data flowset: the fields of every record back to back; record
-// boundaries are not kept. The fields are held as the bytes they go out as
-// (each one reversed by RawData when it is added), so that a full flowset
-// serialises with one copy.
+// boundaries are not kept. The fields are held as the bytes they go out as,
+// so that a full flowset serialises with one copy.
 class DataFlowsetRecords {
 public:
-    // An empty vector still counts as a record.
+    // Counts one more record and returns where its bytes go, in network
+    // order: the one way records get in.
+    unsigned char* add_record(size_t bytes);
+    // A record from its field values, each reversed as DataField::serialize
+    // writes it. An empty vector still counts as a record.
     void add_record(const std::vector<DataField>& record);
-    // The same as add_record(record.data()), from the bytes the record keeps
-    // ready: one copy per flow instead of one reversal per field.
-    void add_record_from(const StrellRecord& record);
     // No records any more; the storage stays for the next ones.
     void clear();
 

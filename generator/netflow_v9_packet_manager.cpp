@@ -1,5 +1,9 @@
 #include "generator/netflow_v9_packet_manager.h"
 
+#include <type_traits>
+
+#include "generator/raw_data.h"
+
 namespace Strell {
 
 namespace {
@@ -35,19 +39,19 @@ uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
 // The size tests count the padding the pending flowsets have now, not the
 // change the new flow makes to it; packets are filled exactly that way.
 void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
-    record.assign(flow);
+    StrellRecord::require_one_family(flow);
     // The family get_address_type reports: the source address's.
     const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
+    const uint32_t length = StrellRecord::flow_data_length(v6);
     PendingFlowset& slot = pending[v6 ? 1 : 0];
 
     if (slot.open) {
-        if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(record.data_length()) <=
-            max_packet_length) {
-            slot.flowset.records.add_record_from(record);
+        if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(length) <= max_packet_length) {
+            add_flow(slot, flow, length);
             return;
         }
         send();
-        slot.flowset.records.add_record_from(record);
+        add_flow(slot, flow, length);
         slot.open = true;
         return;
     }
@@ -56,13 +60,23 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     // open yet, so neither the size test nor a send counts it.
     slot.flowset.records.clear();
     slot.flowset.flowset_length = 0;
-    slot.flowset.records.add_record_from(record);
+    add_flow(slot, flow, length);
     if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
         // Sending empties every slot, this one too: put the flow back.
         send();
-        slot.flowset.records.add_record_from(record);
+        add_flow(slot, flow, length);
     }
     slot.open = true;
+}
+
+void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, uint32_t length) {
+    WireWriter out(slot.flowset.records.add_record(length));
+    StrellRecord::for_each_field(flow, [&out](unsigned short, const auto& value) {
+        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, Vorn::IP_address>)
+            out.write_address(value);
+        else
+            out.write(value);
+    });
 }
 
 void Netflow_v9_PacketManager::force_sending() {
