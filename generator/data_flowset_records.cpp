@@ -4,11 +4,6 @@
 
 namespace Strell {
 
-unsigned char* DataFlowsetRecords::add_record(size_t n) {
-    ++count;
-    return bytes.extend(n);
-}
-
 void DataFlowsetRecords::add_record(const std::vector<DataField>& record) {
     size_t total = 0;
     for (const DataField& field : record) {

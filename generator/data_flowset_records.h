@@ -18,7 +18,10 @@ class DataFlowsetRecords {
 public:
     // Counts one more record and returns where its bytes go, in network
     // order: the one way records get in.
-    unsigned char* add_record(size_t bytes);
+    unsigned char* add_record(size_t n) {
+        ++count;
+        return bytes.extend(n);
+    }
     // A record from its field values, each reversed as DataField::serialize
     // writes it. An empty vector still counts as a record.
     void add_record(const std::vector<DataField>& record);
@@ -26,9 +29,9 @@ public:
     void clear();
 
     uint16_t records_count() const { return count; }
-    size_t padding() const { return bytes.size() % 4 == 0 ? 0 : 4 - bytes.size() % 4; }
-    // Data plus padding, without the flowset header.
-    size_t length() const { return bytes.size() + padding(); }
+    size_t padding() const { return length() - bytes.size(); }
+    // Data plus padding (up to a multiple of 4), without the flowset header.
+    size_t length() const { return (bytes.size() + 3) & ~size_t(3); }
     void serialize(RawData& out) const;
 
 private:

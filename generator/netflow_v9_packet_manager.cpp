@@ -1,5 +1,6 @@
 #include "generator/netflow_v9_packet_manager.h"
 
+#include <cstring>
 #include <type_traits>
 
 #include "generator/raw_data.h"
@@ -27,13 +28,10 @@ Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsig
 }
 
 uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
-    uint64_t total = 0;
-    for (const PendingFlowset& slot : pending) {
-        if (slot.open) {
-            total += slot.flowset.records.length() + 4;
-        }
-    }
-    return static_cast<uint16_t>(total);
+    const auto with_header = [](const PendingFlowset& slot) {
+        return slot.open ? slot.flowset.records.length() + 4 : 0;
+    };
+    return static_cast<uint16_t>(with_header(pending[0]) + with_header(pending[1]));
 }
 
 // The size tests count the padding the pending flowsets have now, not the
@@ -42,16 +40,21 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     StrellRecord::require_one_family(flow);
     // The family get_address_type reports: the source address's.
     const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
-    const uint32_t length = StrellRecord::flow_data_length(v6);
     PendingFlowset& slot = pending[v6 ? 1 : 0];
+    const auto length = static_cast<uint16_t>(StrellRecord::flow_data_length(v6));
+    if (slot.open && packet.length() + data_flowsets_length() + length <= max_packet_length) {
+        add_flow(slot, flow, v6);
+        return;
+    }
+    add_to_fresh_flowset(slot, flow, v6);
+}
 
+// Apart from the common case above, so that it stays short.
+void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow,
+                                                     bool v6) {
     if (slot.open) {
-        if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(length) <= max_packet_length) {
-            add_flow(slot, flow, length);
-            return;
-        }
         send();
-        add_flow(slot, flow, length);
+        add_flow(slot, flow, v6);
         slot.open = true;
         return;
     }
@@ -60,23 +63,43 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     // open yet, so neither the size test nor a send counts it.
     slot.flowset.records.clear();
     slot.flowset.flowset_length = 0;
-    add_flow(slot, flow, length);
+    add_flow(slot, flow, v6);
     if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
         // Sending empties every slot, this one too: put the flow back.
         send();
-        add_flow(slot, flow, length);
+        add_flow(slot, flow, v6);
     }
     slot.open = true;
 }
 
-void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, uint32_t length) {
-    WireWriter out(slot.flowset.records.add_record(length));
+namespace {
+
+// Room first, so that the values are read after it in one stream; they are
+// written into a local, which cannot alias the flow, and copied from there.
+template <bool v6>
+void write_flow(const Vorn::TrafficFlowRecord& flow, DataFlowsetRecords& records) {
+    constexpr uint32_t length = StrellRecord::flow_data_length(v6);
+    unsigned char* const at = records.add_record(length);
+    unsigned char bytes[length];
+    WireWriter out(bytes);
     StrellRecord::for_each_field(flow, [&out](unsigned short, const auto& value) {
-        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, Vorn::IP_address>)
+        if constexpr (!std::is_same_v<std::decay_t<decltype(value)>, Vorn::IP_address>)
+            out.write(value);
+        else if constexpr (v6)
             out.write_address(value);
         else
-            out.write(value);
+            out.write(value.to_int());
     });
+    std::memcpy(at, bytes, length);
+}
+
+}  // namespace
+
+void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6) {
+    if (v6)
+        write_flow<true>(flow, slot.flowset.records);
+    else
+        write_flow<false>(flow, slot.flowset.records);
 }
 
 void Netflow_v9_PacketManager::force_sending() {

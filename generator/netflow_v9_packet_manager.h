@@ -41,7 +41,9 @@ private:
 
     // The flow's values straight into the slot's flowset, as the bytes of
     // the data record that StrellRecord(flow) would give.
-    static void add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, uint32_t length);
+    static void add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6);
+    // A flow that opens a flowset, or one that does not fit the packet.
+    [[gnu::noinline]] void add_to_fresh_flowset(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6);
     void add_pending_to_packet();
     void send();
     void transmit();

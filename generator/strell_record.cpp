@@ -11,15 +11,6 @@ using Vorn::IP_address;
 
 namespace {
 
-bool families_agree(const Vorn::TrafficFlowRecord& flow) {
-    const IP_address::Family source = flow.s_addr.family();
-    if (source == IP_address::IPv6) {
-        return flow.d_addr.family() == IP_address::IPv6 && flow.nexthop_addr.family() == IP_address::IPv6;
-    }
-    return source == IP_address::IPv4 && flow.d_addr.family() == IP_address::IPv4 &&
-           flow.nexthop_addr.family() == IP_address::IPv4;
-}
-
 // The value of an address field: the low word then the high word of an IPv6
 // address, each in host order, so that reversed as one unit on the way out
 // the high half comes first; an IPv4 address is its 32-bit value.
@@ -42,12 +33,10 @@ struct AddressValue {
 
 }  // namespace
 
-void StrellRecord::require_one_family(const Vorn::TrafficFlowRecord& flow) {
-    if (!families_agree(flow)) {
-        std::fputs("Incorrect netflow data\n", stdout);
-        std::fflush(stdout);
-        std::exit(1);
-    }
+void StrellRecord::refuse_mixed_families() {
+    std::fputs("Incorrect netflow data\n", stdout);
+    std::fflush(stdout);
+    std::exit(1);
 }
 
 StrellRecord::StrellRecord(const Vorn::TrafficFlowRecord& flow) {

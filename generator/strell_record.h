@@ -41,11 +41,18 @@ public:
     static void for_each_field(const Vorn::TrafficFlowRecord& flow, Visit&& visit);
     // Ends the process, as the constructor does, unless the three addresses
     // are all IPv4 or all IPv6.
-    static void require_one_family(const Vorn::TrafficFlowRecord& flow);
+    static void require_one_family(const Vorn::TrafficFlowRecord& flow) {
+        const auto source = flow.s_addr.family();
+        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || flow.d_addr.family() != source ||
+            flow.nexthop_addr.family() != source) {
+            refuse_mixed_families();
+        }
+    }
     // data_length() of the record made from a flow of the family.
     static constexpr uint32_t flow_data_length(bool v6) { return 3 * (v6 ? 16 : 4) + 27; }
 
 private:
+    [[noreturn]] static void refuse_mixed_families();
     void append(unsigned short type, unsigned short length, const void* bytes, size_t size);
 
     std::vector<TemplateField> fields_;

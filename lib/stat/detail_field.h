@@ -29,6 +29,7 @@ enum class DetailMember : uint8_t {
     dst_as,
     src_mask,
     dst_mask,
+    // The billing part, which no NetFlow export reads.
     slink_id,
     account_id,
     ip,
@@ -37,6 +38,8 @@ enum class DetailMember : uint8_t {
     router_ip_netflow_from,
 };
 constexpr size_t detail_member_count = 24;
+
+constexpr bool is_billing(DetailMember m) { return m >= DetailMember::slink_id; }
 
 constexpr bool is_address(DetailMember m) {
     return m == DetailMember::s_addr || m == DetailMember::d_addr || m == DetailMember::nexthop_addr ||

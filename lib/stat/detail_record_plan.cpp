@@ -7,9 +7,8 @@ namespace Vorn {
 void DetailRecordPlan::build(const std::vector<uint8_t>& field_ids, const int16_t (&field_sizes)[256]) {
     std::fill(std::begin(at_), std::end(at_), absent);
     v6_ = two_byte_as_ = 0;
-    length_ = 0;
-    whole_ = false;
-    every_member_ = false;
+    block_ = not_whole;
+    every_flow_member_ = plain_flow_ = every_billing_member_ = false;
 
     uint32_t offset = 0;
     for (const uint8_t id : field_ids) {
@@ -22,9 +21,13 @@ void DetailRecordPlan::build(const std::vector<uint8_t>& field_ids, const int16_
         two_byte_as_ = field->size == 2 && (m == M::src_as || m == M::dst_as) ? two_byte_as_ | bit(m) : two_byte_as_ & ~bit(m);
         offset += field->size;
     }
-    length_ = offset;
-    whole_ = true;
-    every_member_ = std::none_of(std::begin(at_), std::end(at_), [](uint16_t at) { return at == absent; });
+    block_ = 1 + offset;
+    const auto billing = std::begin(at_) + index(M::slink_id);
+    const auto present = [](uint16_t at) { return at != absent; };
+    every_flow_member_ = std::all_of(std::begin(at_), billing, present);
+    every_billing_member_ = std::all_of(billing, std::end(at_), present);
+    const uint32_t flow_bits = bit(M::slink_id) - 1;
+    plain_flow_ = every_flow_member_ && ((v6_ | two_byte_as_) & flow_bits) == 0;
 }
 
 }  // namespace Vorn

@@ -48,14 +48,14 @@ int DetailedInfoFileParser::probe(const char* path) {
     if (!input_.seek(0, SEEK_SET)) return fail_probe("Unable to seek to begin nf5 entry in the file <");
     if (!fill_old_record()) return fail_probe("Unable to get first nf5 entry in the file <");
     TrafficStat first;
-    old_record_to_stat(input_.next(), first);
+    old_record_to_stat(input_.next(), first, billing_);
     // A trailing piece shorter than a record is ignored by the sequential
     // read, but the last record here is simply the final 76 bytes.
     if (!input_.seek(-static_cast<long>(sizeof(RawFileRecord)), SEEK_END))
         return fail_probe("Unable to seek to the last nf5 entry in the file <");
     if (!fill_old_record()) return fail_probe("Unable to get last nf5 entry in the file <");
     TrafficStat last;
-    old_record_to_stat(input_.next(), last);
+    old_record_to_stat(input_.next(), last, billing_);
     input_.seek(0, SEEK_SET);
     return filter_ != nullptr ? filter_->check_bounds(first, last) : 0;
 }
@@ -140,7 +140,7 @@ bool DetailedInfoFileParser::read_byte(uint8_t& byte) {
 
 // A RawFileRecord holds the record's bytes as they lie on disk.
 void DetailedInfoFileParser::RawFileRecord_to_TrafficStat(const RawFileRecord& raw, TrafficStat& out) {
-    old_record_to_stat(reinterpret_cast<const unsigned char*>(&raw), out);
+    old_record_to_stat(reinterpret_cast<const unsigned char*>(&raw), out, true);
 }
 
 }  // namespace Vorn

@@ -58,6 +58,13 @@ public:
 
     int format_version() const { return format_version_; }
 
+    // For a caller that reads only the NetFlow part of the records, a replay:
+    // the billing fields (slink_id, account_id, ip, tclass, timestamp,
+    // router_ip_netflow_from) of the records read from then on are left as
+    // they were, which spares a third of the decoding. What is read, what is
+    // logged and what is returned stay the same.
+    void read_flow_part_only() { billing_ = false; }
+
     // Old-format files carry no interfaces, switching times, AS numbers or
     // masks: those fields of out keep what they held.
     static void RawFileRecord_to_TrafficStat(const RawFileRecord& raw, TrafficStat& out);
@@ -93,6 +100,7 @@ private:
     FieldDescriptions fields_;
     DataDescriptions data_;
     int32_t first_record_offset_ = 0;
+    bool billing_ = true;  // whether records fill their billing fields
 
     // Rebuilt from the two maps whenever the header is read.
     std::vector<RecordLayout> layouts_;  // indexed by data id

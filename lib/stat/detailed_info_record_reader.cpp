@@ -11,10 +11,9 @@ namespace Vorn {
     if (!input_.fill(1)) return false;  // the normal end of a new-format file
     const unsigned char* const record = input_.next();
     const RecordLayout& layout = layouts_[record[0]];
-    const uint32_t length = layout.plan.length();
-    if (layout.plan.whole() && input_.buffered() > length) {
-        layout.plan.decode(record + 1, out);
-        input_.consume(1 + length);
+    if (layout.plan.block() <= input_.buffered()) {
+        layout.plan.decode(record + 1, out, billing_);
+        input_.consume(layout.plan.block());
         return true;
     }
     input_.consume(1);
@@ -23,15 +22,14 @@ namespace Vorn {
 
 // The hot path of a replay. Messages are logged only by the functions it
 // calls for the rare cases, which keeps the stream set-up out of this one.
+// A closed file, also the state after a failed probe whatever the format
+// version says, has nothing to read and nothing to log.
 int DetailedInfoFileParser::parse_record(TrafficStat& out) {
-    // Also the state after a failed probe, whatever the format version says.
-    if (!input_.is_open()) return 0;
     if (format_version_ == 2) {
         if (read_next(out)) return 2 - keeps(out);
-        close(nullptr);
-        return 0;
+    } else if (format_version_ == 1 && input_.is_open()) {
+        return parse_old_record(out);
     }
-    if (format_version_ == 1) return parse_old_record(out);
     close(nullptr);
     return 0;
 }
@@ -43,7 +41,7 @@ bool DetailedInfoFileParser::read_record(TrafficStat& out) { return read_next(ou
 // and the first incomplete one fails.
 bool DetailedInfoFileParser::read_rest(const RecordLayout& layout, TrafficStat& out) {
     if (layout.plan.whole() && input_.fill(layout.plan.length())) {
-        layout.plan.decode(input_.next(), out);
+        layout.plan.decode(input_.next(), out, billing_);
         input_.consume(layout.plan.length());
         return true;
     }
@@ -52,7 +50,7 @@ bool DetailedInfoFileParser::read_rest(const RecordLayout& layout, TrafficStat& 
 
 int DetailedInfoFileParser::parse_old_record(TrafficStat& out) {
     if (fill_old_record()) {
-        old_record_to_stat(input_.next(), out);
+        old_record_to_stat(input_.next(), out, billing_);
         input_.consume(sizeof(RawFileRecord));
         return 2 - keeps(out);
     }
@@ -132,7 +130,7 @@ bool DetailedInfoFileParser::read_field(uint8_t id, unsigned char* value, uint8_
         skip_field_by_size(skip_after_unknown);
         return true;
     }
-    store_detail_value(*field, value, out);
+    if (billing_ || !is_billing(field->member)) store_detail_value(*field, value, out);
     return true;
 }
 
@@ -172,7 +170,7 @@ void DetailedInfoFileParser::read_old_format() {
     TrafficStat record;
     input_.seek(0, SEEK_SET);
     while (fill_old_record()) {
-        old_record_to_stat(input_.next(), record);
+        old_record_to_stat(input_.next(), record, billing_);
         input_.consume(sizeof(RawFileRecord));
         if (keeps(record) && output_ != nullptr) output_->push_back(record);
     }

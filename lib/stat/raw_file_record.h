@@ -45,16 +45,19 @@ struct RawFileRecord {
 static_assert(sizeof(RawFileRecord) == 76, "old-format records are 76 bytes on disk");
 
 // The fields of an old-format record that the reader takes, from its 76
-// bytes on disk. Interfaces, switching times, AS numbers and masks are not
-// among them: those fields of out keep what they held.
-inline void old_record_to_stat(const unsigned char* bytes, TrafficStat& out) {
+// bytes on disk; the billing ones only when billing is set. Interfaces,
+// switching times, AS numbers and masks are not among them: those fields of
+// out keep what they held.
+inline void old_record_to_stat(const unsigned char* bytes, TrafficStat& out, bool billing) {
     using LittleEndian::load16;
     using LittleEndian::load32;
     using R = RawFileRecord;
-    out.slink_id = load32(bytes + offsetof(R, slink_id));
-    out.account_id = load32(bytes + offsetof(R, account_id));
-    out.tclass = load32(bytes + offsetof(R, tclass));
-    out.timestamp = static_cast<int32_t>(load32(bytes + offsetof(R, timestamp)));
+    if (billing) {
+        out.slink_id = load32(bytes + offsetof(R, slink_id));
+        out.account_id = load32(bytes + offsetof(R, account_id));
+        out.tclass = load32(bytes + offsetof(R, tclass));
+        out.timestamp = static_cast<int32_t>(load32(bytes + offsetof(R, timestamp)));
+    }
     out.s_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, s_addr))));
     out.d_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, d_addr))));
     out.nexthop_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, nexthop_addr))));
