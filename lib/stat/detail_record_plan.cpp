@@ -14,7 +14,9 @@ void DetailRecordPlan::build(const std::vector<uint8_t>& field_ids, const int16_
     for (const uint8_t id : field_ids) {
         const int16_t size = field_sizes[id];
         const DetailField* field = size < 0 ? nullptr : find_detail_field(static_cast<uint8_t>(size), id);
-        if (field == nullptr) return;
+        // A data id described again and again can outgrow the offsets; such
+        // a record is read field by field like one with an unknown field.
+        if (field == nullptr || offset >= absent) return;
         const M m = field->member;
         at_[index(m)] = static_cast<uint16_t>(offset);
         v6_ = field->size == 16 ? v6_ | bit(m) : v6_ & ~bit(m);

@@ -24,7 +24,7 @@ public:
     // be read field by field, which is where unknown fields shift the rest.
     bool whole() const { return block_ != not_whole; }
     // Bytes after the data id.
-    uint32_t length() const { return block_ - 1; }
+    uint32_t length() const { return static_cast<uint32_t>(block_ - 1); }
     // The data id and length() bytes, or more than any buffer holds when
     // the record is not whole: one comparison tells whether a record can be
     // decoded where it lies.

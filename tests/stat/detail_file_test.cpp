@@ -251,6 +251,21 @@ TEST(DetailedInfoFileParser, LargeFileReadsEveryRecordWhole) {
     EXPECT_EQ(wrong, 0u);
 }
 
+TEST(DetailedInfoFileParser, DataIdDescribedAgainAndAgainKeepsItsLaterFields) {
+    // 33 descriptions of data id 1, each 126 IPv6 addresses and a tclass:
+    // a record of 66,660 bytes whose last fields win.
+    Bytes bytes = Bytes().u8({0x02, 0x02, 27, 16, 103, 4, 33});
+    std::vector<uint8_t> ids(126, 27);
+    ids.push_back(103);
+    for (int i = 0; i < 33; ++i) bytes.u8({0x01, 127}).u8(ids);
+    bytes.u8({0x01}).fill(33 * 2020 - 20, 0).fill(16, 0x11).u32(7);
+    TempFile file(bytes);
+    Probed p(file.path());
+    EXPECT_EQ(p.read_all().results, Results{1});
+    EXPECT_EQ(p.record.s_addr.to_string(), "1111:1111:1111:1111:1111:1111:1111:1111");
+    EXPECT_EQ(p.record.tclass, 7u);
+}
+
 TEST(DetailedInfoFileParser, ParseAppendsCopiesOfKeptRecordsOnly) {
     TempFile file(new_format({{103, 4}, {8, 4}}, {{1, {103, 8}}, {2, {8}}})
                       .u8({0x01, 0x07, 0x00, 0x00, 0x00, 1, 1, 1, 1, 0x02, 2, 2, 2, 2}));
