@@ -76,6 +76,7 @@ namespace {
 
 // Room first, so that the values are read after it in one stream; they are
 // written into a local, which cannot alias the flow, and copied from there.
+// The family, known here, fixes the length and how addresses are written.
 template <bool v6>
 void write_flow(const Vorn::TrafficFlowRecord& flow, DataFlowsetRecords& records) {
     constexpr uint32_t length = StrellRecord::flow_data_length(v6);
@@ -88,7 +89,7 @@ void write_flow(const Vorn::TrafficFlowRecord& flow, DataFlowsetRecords& records
         else if constexpr (v6)
             out.write_address(value);
         else
-            out.write(value.to_int());
+            out.write(value.to_int());  // what write_address does, without asking the family
     });
     std::memcpy(at, bytes, length);
 }

@@ -61,7 +61,7 @@ public:
     // For a caller that reads only the NetFlow part of the records, a replay:
     // the billing fields (slink_id, account_id, ip, tclass, timestamp,
     // router_ip_netflow_from) of the records read from then on are left as
-    // they were, which spares a third of the decoding. What is read, what is
+    // they were, which spares their decoding. What is read, what is
     // logged and what is returned stay the same.
     void read_flow_part_only() { billing_ = false; }
 
