@@ -66,7 +66,7 @@ TEST(OutputSafety, WriteKeepsLinksFifosAndDevicesAndRefusesADirectory) {
     }
     for (const char* target : {"plain", "later"}) {
         std::ifstream in(dir / target, std::ios::binary);
-        EXPECT_EQ(std::string((std::istreambuf_iterator<char>(in)), {}), plain) << target;
+        EXPECT_TRUE(std::string((std::istreambuf_iterator<char>(in)), {}) == plain) << target;
     }
 
     // The pipe holds the whole file, so no reader thread is needed.
@@ -75,7 +75,7 @@ TEST(OutputSafety, WriteKeepsLinksFifosAndDevicesAndRefusesADirectory) {
     ASSERT_GE(reader, 0);
     EXPECT_EQ(write_new(dir / "fifo"), 0);
     EXPECT_EQ(kind(dir / "fifo"), S_IFIFO);
-    EXPECT_EQ(read_all(reader), plain);
+    EXPECT_TRUE(read_all(reader) == plain);
     close(reader);
 
     std::string err;
