@@ -1,6 +1,6 @@
 // Destroying the process-wide logger while other threads log through both
-// front ends: run under ThreadSanitizer and AddressSanitizer, a write that
-// reaches a freed logger is reported.
+// front ends: under ThreadSanitizer or AddressSanitizer a write that reaches
+// a freed logger is reported.
 #include <chrono>
 #include <thread>
 
@@ -10,16 +10,17 @@ namespace Vorn {
 namespace {
 
 TEST(LoggerShutdown, DestroyWhileEightThreadsLogEndsEachLoggerWithItsLastLine) {
-    constexpr int kThreads = 8, kRounds = 20;
-    std::atomic<bool> done{false};
-    std::atomic<long> writes{0};
+    constexpr int kThreads = 8, kRounds = 50;
+    std::atomic<bool> done{false}, paused{true};
     std::vector<std::thread> producers;
     for (int t = 0; t < kThreads; ++t) {
-        producers.emplace_back([&done, &writes, t] {
+        producers.emplace_back([&done, &paused, t] {
             const LogFacility facility("Facility");
             const LogStream stream("Stream");
-            for (long i = 0; !done; ++i, ++writes) {
-                if ((i + t) % 2 == 0) facility.log(Logger::Info, "%d %ld", t, i);
+            for (long i = 0; !done; ++i) {
+                // Held while a new logger has no appender yet, which would send lines to standard error.
+                if (paused) i = -1;
+                else if ((i + t) % 2 == 0) facility.log(Logger::Info, "%d %ld", t, i);
                 else stream(Logger::Info) << t << ' ' << i;
                 std::this_thread::yield();  // leaves the worker time to drain
             }
@@ -27,14 +28,12 @@ TEST(LoggerShutdown, DestroyWhileEightThreadsLogEndsEachLoggerWithItsLastLine) {
     }
     std::vector<AppenderLog> seen(kRounds);
     for (AppenderLog& log : seen) {
-        testing::internal::CaptureStderr();  // what comes before the appender
+        paused = true;
         LoggerImpl::create();
         LoggerImpl::instance()->add_appender(new RecordingAppender(log));
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        const long before = writes;
+        paused = false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
         LoggerImpl::destroy();
-        testing::internal::GetCapturedStderr();
-        EXPECT_GT(writes, before) << "the threads went on logging";
     }
     done = true;
     for (std::thread& producer : producers) producer.join();
