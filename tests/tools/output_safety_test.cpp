@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -21,31 +20,42 @@
 namespace Strell {
 namespace {
 
-namespace fs = std::filesystem;
-
 const std::string kLine = Vorn::TrafficStat().to_str_json() + "\n";
 
 struct Dir {
     std::string path = testing::TempDir() + "output_safety_XXXXXX";
     Dir() { EXPECT_NE(mkdtemp(path.data()), nullptr); }
-    ~Dir() { fs::remove_all(path); }
+    ~Dir() { std::filesystem::remove_all(path); }
     std::string operator/(const char* name) const { return path + "/" + name; }
-    size_t entries() const { return size_t(std::distance(fs::directory_iterator(path), {})); }
+    long entries() const { return std::distance(std::filesystem::directory_iterator(path), {}); }
 };
 
 std::string read_all(int fd) {
     std::string bytes;
     char chunk[4096];
     for (ssize_t n; (n = read(fd, chunk, sizeof chunk)) > 0;) bytes.append(chunk, size_t(n));
+    close(fd);
     return bytes;
 }
 
-int write_new(const std::string& out, std::string* err = nullptr) {
+std::string contents(const std::string& path) { return read_all(open(path.c_str(), O_RDONLY)); }
+
+mode_t kind(const std::string& path) {
+    struct stat info {};
+    lstat(path.c_str(), &info);
+    return info.st_mode & S_IFMT;
+}
+
+int run(const std::vector<std::string>& args, std::string* err = nullptr) {
     std::istringstream in(kLine + kLine);
-    std::ostringstream ignored, messages;
-    const int status = run_vorn_detail({"write", "--format", "new", out}, in, ignored, messages);
+    std::ostringstream out, messages;
+    const int status = run_vorn_detail(args, in, out, messages);
     if (err != nullptr) *err = messages.str();
     return status;
+}
+
+int write_new(const std::string& path, std::string* err = nullptr) {
+    return run({"write", "--format", "new", path}, err);
 }
 
 // A link stays a link and its target gets the file; a FIFO or a device stays
@@ -53,51 +63,37 @@ int write_new(const std::string& out, std::string* err = nullptr) {
 TEST(OutputSafety, WriteKeepsLinksFifosAndDevicesAndRefusesADirectory) {
     Dir dir;
     ASSERT_EQ(write_new(dir / "plain"), 0);
-    std::ifstream plain_file(dir / "plain", std::ios::binary);
-    const std::string plain((std::istreambuf_iterator<char>(plain_file)), {});
-    const auto kind = [](const std::string& path) { struct stat s {}; lstat(path.c_str(), &s); return s.st_mode & S_IFMT; };
-
-    ASSERT_EQ(symlink("plain", (dir / "link").c_str()), 0);
-    ASSERT_EQ(symlink("later", (dir / "dangling").c_str()), 0);
+    const std::string plain = contents(dir / "plain");
+    ASSERT_EQ(symlink("plain", (dir / "link").c_str()) | symlink("later", (dir / "dangling").c_str()), 0);
     std::ofstream(dir / "plain") << "old";
-    for (const char* link : {"link", "dangling"}) {
+    for (const auto& [link, target] : {std::pair{"link", "plain"}, std::pair{"dangling", "later"}}) {
         EXPECT_EQ(write_new(dir / link), 0) << link;
         EXPECT_EQ(kind(dir / link), S_IFLNK) << link;
+        EXPECT_TRUE(contents(dir / target) == plain) << target;
     }
-    for (const char* target : {"plain", "later"}) {
-        std::ifstream in(dir / target, std::ios::binary);
-        EXPECT_TRUE(std::string((std::istreambuf_iterator<char>(in)), {}) == plain) << target;
-    }
-
     // The pipe holds the whole file, so no reader thread is needed.
     ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
     const int reader = open((dir / "fifo").c_str(), O_RDONLY | O_NONBLOCK);
-    ASSERT_GE(reader, 0);
     EXPECT_EQ(write_new(dir / "fifo"), 0);
     EXPECT_EQ(kind(dir / "fifo"), S_IFIFO);
     EXPECT_TRUE(read_all(reader) == plain);
-    close(reader);
 
     std::string err;
     EXPECT_EQ(write_new(dir.path, &err), 1);
     EXPECT_EQ(err, "vorn-detail: cannot write " + dir.path +
                        ": a directory (only a regular file, a FIFO, a character device or '-' is written)\n");
-    EXPECT_EQ(dir.entries(), 5u) << "no temporary file left";
+    EXPECT_EQ(dir.entries(), 5) << "no temporary file left";
 
     if (mknod((dir / "null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) GTEST_SKIP() << "mknod not permitted";
     EXPECT_EQ(write_new(dir / "null", &err), 0) << err;
     EXPECT_EQ(kind(dir / "null"), S_IFCHR);
 }
 
-// A FIFO can never be probed (probe seeks): dump refuses it without waiting for a writer.
+// probe seeks, so a FIFO can never be read: dump refuses it without waiting for a writer.
 TEST(OutputSafety, DumpRefusesAFifoAtOnce) {
     Dir dir;
     ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
-    auto dumped = std::async(std::launch::async, [&] {
-        std::istringstream in;
-        std::ostringstream out, err;
-        return run_vorn_detail({"dump", dir / "fifo"}, in, out, err);
-    });
+    auto dumped = std::async(std::launch::async, [&] { return run({"dump", dir / "fifo"}); });
     if (dumped.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
         ADD_FAILURE() << "dump waits for a writer";
         close(open((dir / "fifo").c_str(), O_WRONLY));  // lets it go
@@ -105,38 +101,17 @@ TEST(OutputSafety, DumpRefusesAFifoAtOnce) {
     EXPECT_EQ(dumped.get(), 1);
 }
 
-struct Process {
-    pid_t pid = -1;
-    int input = -1;  // write end of its standard input, or -1 when closed
-};
-
-// vorn-detail write into out with its standard error into err, and standard
-// input from a pipe or closed.
-Process start_write(const std::string& out, const std::string& err, bool close_input) {
-    int pipe_fds[2];
-    EXPECT_EQ(pipe2(pipe_fds, O_CLOEXEC), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    if (close_input) posix_spawn_file_actions_addclose(&actions, 0);
-    else posix_spawn_file_actions_adddup2(&actions, pipe_fds[0], 0);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes, &signals);
-    for (const int s : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, s);
-    posix_spawnattr_setsigdefault(&attributes, &signals);  // a test runner may ignore some
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    const char* argv[] = {VORN_DETAIL_PATH, "write", "--format", "new", out.c_str(), nullptr};
-    Process process;
-    EXPECT_EQ(posix_spawn(&process.pid, argv[0], &actions, &attributes, const_cast<char**>(argv), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    close(pipe_fds[0]);
-    if (close_input) close(pipe_fds[1]);
-    else process.input = pipe_fds[1];
-    return process;
+// A shell command with SIGINT, SIGTERM and SIGHUP at their default actions,
+// whatever the test runner ignores; "exec" makes the pid vorn-detail's own.
+pid_t spawn(const std::string& command) {
+    const pid_t pid = fork();
+    if (pid != 0) return pid;
+    for (const int s : {SIGINT, SIGTERM, SIGHUP}) signal(s, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
 }
 
 int wait_for(pid_t pid) {
@@ -145,30 +120,33 @@ int wait_for(pid_t pid) {
     return status;
 }
 
+const std::string kWrite = std::string("exec ") + VORN_DETAIL_PATH + " write --format new ";
+
 TEST(OutputSafety, SignalDuringWriteRemovesTheTemporaryFileAndEndsAsTheSignal) {
     for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-        Dir dir, logs;
-        Process write = start_write(dir / "out", logs / "err", false);
-        ASSERT_EQ(::write(write.input, kLine.data(), kLine.size()), ssize_t(kLine.size()));
+        Dir dir, own;
+        ASSERT_EQ(mkfifo((own / "in").c_str(), 0600), 0);
+        const pid_t pid = spawn(kWrite + dir / "out" + " <" + own / "in" + " 2>" + own / "err");
+        ASSERT_GT(pid, 0);
+        const int input = open((own / "in").c_str(), O_WRONLY);  // the input stays open: the write goes on
+        ASSERT_EQ(write(input, kLine.data(), kLine.size()), ssize_t(kLine.size()));
         for (int i = 0; i < 1000 && dir.entries() == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        ASSERT_EQ(dir.entries(), 1u) << "the temporary file appears";
-        kill(write.pid, signal_number);
-        const int status = wait_for(write.pid);
-        close(write.input);
+        ASSERT_EQ(dir.entries(), 1) << "the temporary file appears";
+        kill(pid, signal_number);
+        const int status = wait_for(pid);
+        close(input);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal_number) << strsignal(signal_number);
-        EXPECT_EQ(dir.entries(), 0u) << strsignal(signal_number);
+        EXPECT_EQ(dir.entries(), 0) << strsignal(signal_number);
     }
 }
 
 // The temporary file would take descriptor 0 and be read as empty input.
 TEST(OutputSafety, ClosedStandardInputIsRefusedNotReadAsEmpty) {
-    Dir dir, logs;
-    const int status = wait_for(start_write(dir / "out", logs / "err", true).pid);
+    Dir dir, own;
+    const int status = wait_for(spawn(kWrite + dir / "out" + " <&- 2>" + own / "err"));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
-    std::ifstream err(logs / "err");
-    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(err)), {}),
-              "vorn-detail: cannot read standard input: it is closed\n");
-    EXPECT_EQ(dir.entries(), 0u);
+    EXPECT_EQ(contents(own / "err"), "vorn-detail: cannot read standard input: it is closed\n");
+    EXPECT_EQ(dir.entries(), 0);
 }
 
 }  // namespace
