@@ -84,9 +84,13 @@ TEST(OutputSafety, WriteKeepsLinksFifosAndDevicesAndRefusesADirectory) {
                        ": a directory (only a regular file, a FIFO, a character device or '-' is written)\n");
     EXPECT_EQ(dir.entries(), 5) << "no temporary file left";
 
+    // The devices of /dev/null and /dev/full; the second fails the final flush.
     if (mknod((dir / "null").c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) GTEST_SKIP() << "mknod not permitted";
+    ASSERT_EQ(mknod((dir / "full").c_str(), S_IFCHR | 0600, makedev(1, 7)), 0);
     EXPECT_EQ(write_new(dir / "null", &err), 0) << err;
-    EXPECT_EQ(kind(dir / "null"), S_IFCHR);
+    EXPECT_EQ(write_new(dir / "full", &err), 1);
+    EXPECT_EQ(err, "vorn-detail: cannot write " + dir / "full" + ": No space left on device\n");
+    EXPECT_EQ(kind(dir / "null") | kind(dir / "full"), S_IFCHR);
 }
 
 // probe seeks, so a FIFO can never be read: dump refuses it without waiting for a writer.

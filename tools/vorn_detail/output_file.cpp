@@ -18,13 +18,13 @@ constexpr int kSignalCount = sizeof kCleanupSignals / sizeof kCleanupSignals[0];
 constexpr int kMaxLinks = 40;  // the kernel's own limit for a path
 
 // What a signal handler needs, in storage it may read: the temporary file to
-// remove and the actions to put back once there is none.
+// remove, set while the handler is installed, and the actions to put back.
 char pending_temp[PATH_MAX];
 struct sigaction previous_actions[kSignalCount];
 bool caught[kSignalCount];
 
 void remove_pending_temp(int signal_number) {
-    if (pending_temp[0] != '\0') unlink(pending_temp);
+    unlink(pending_temp);
     // SA_RESETHAND has restored the default action, and the signal is blocked
     // until the handler returns: then it ends the process with its usual status.
     raise(signal_number);
@@ -64,7 +64,6 @@ void watch_signals(const std::string& temp) {
 
 // Call with the signals blocked.
 void unwatch_signals() {
-    pending_temp[0] = '\0';
     for (int i = 0; i < kSignalCount; ++i) {
         if (caught[i]) sigaction(kCleanupSignals[i], &previous_actions[i], nullptr);
     }
