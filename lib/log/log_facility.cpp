@@ -4,13 +4,20 @@
 #include <cstdio>
 #include <vector>
 
+#include "log/logger_use.h"
+
 namespace Vorn {
 
 std::atomic<Logger*> LogFacility::logger_queue_{nullptr};
 
-void LogFacility::init(Logger* logger) { logger_queue_ = logger; }
+void LogFacility::init(Logger* logger) {
+    logger_queue_ = logger;
+    // The old logger may be deleted as soon as this returns.
+    LoggerUse::wait_for_earlier_uses();
+}
 
 void LogFacility::log(Logger::Level level, const char* format, ...) const {
+    const LoggerUse use;
     Logger* logger = logger_queue_;
     if (logger == nullptr) return;
 

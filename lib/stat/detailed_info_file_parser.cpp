@@ -1,6 +1,9 @@
 #include "stat/detailed_info_file_parser.h"
 
+#include <fcntl.h>
 #include <stdio_ext.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "stat/detailed_info_file_parser_log.h"
 
@@ -13,6 +16,23 @@ namespace {
 // Files are read front to back in small pieces; a large buffer keeps that
 // down to a few system calls per megabyte.
 constexpr size_t stdio_buffer_size = 256 * 1024;
+
+// probe seeks, so a FIFO can never be read; it is refused at once instead of
+// being waited on in open() until some writer comes.
+FILE* open_unless_fifo(const char* path) {
+    const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    struct stat info;
+    const int flags = fcntl(fd, F_GETFL);
+    if (fstat(fd, &info) != 0 || S_ISFIFO(info.st_mode) || flags == -1 ||
+        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        ::close(fd);
+        return nullptr;
+    }
+    FILE* file = fdopen(fd, "rb");
+    if (file == nullptr) ::close(fd);
+    return file;
+}
 
 }  // namespace
 
@@ -30,7 +50,7 @@ void DetailedInfoFileParser::init(std::list<TrafficStat>* output, Filter* filter
 int DetailedInfoFileParser::probe(const char* path) {
     close(file_);
     path_ = path;
-    file_ = std::fopen(path, "rb");
+    file_ = open_unless_fifo(path);
     if (file_ == nullptr) {
         parser_log(Logger::Debug) << "Unable to open raw file: <" << path << ">";
         return 2;

@@ -23,8 +23,9 @@ const char* const vorn_detail_usage =
     "  human_timestamp and login are ignored (no format stores them), all others\n"
     "  are required: addresses as strings, timestamp as a signed 32-bit integer,\n"
     "  the rest as unsigned integers within their field's width. Blank lines are\n"
-    "  skipped. On bad input the message names the line, the exit status is 1\n"
-    "  and OUT is left as it was.\n"
+    "  skipped. On bad input the message names the line and the exit status\n"
+    "  is 1. A closed standard input is refused (exit status 1), not read as\n"
+    "  empty.\n"
     "\n"
     "  new  Carries every field. Each address is written by its own family:\n"
     "       IPv4 as fields 8, 12, 15, 102, 105 (4 bytes), IPv6 as 27, 28, 62,\n"
@@ -40,7 +41,25 @@ const char* const vorn_detail_usage =
     "       are written but not read back (dump shows 0); ip and\n"
     "       router_ip_netflow_from are not stored.\n"
     "\n"
-    "Exit status: 0 success, 1 bad input or a file error, 2 usage error.\n";
+    "OUT, for write:\n"
+    "  -                   standard output, written as a stream.\n"
+    "  a regular file or   written under a temporary name beside it, which\n"
+    "  a new name          replaces it only when all is written: on bad input,\n"
+    "                      an error or SIGINT, SIGTERM or SIGHUP it stays as it\n"
+    "                      was and the temporary file is removed. A replaced\n"
+    "                      file keeps its permissions.\n"
+    "  a symbolic link     followed; its final target is written as above (the\n"
+    "                      link stays a link; a dangling one gets its target).\n"
+    "  a FIFO or a         opened and written as a stream (a FIFO waits for a\n"
+    "  character device    reader); what went out before an error stays out.\n"
+    "  anything else       (a directory, a block device, a socket) is refused\n"
+    "                      with exit status 1.\n"
+    "\n"
+    "FILE, for dump, must be seekable (the reader probes the format and the\n"
+    "last record): a FIFO is refused at once rather than waited on.\n"
+    "\n"
+    "Exit status: 0 success, 1 bad input or a file error, 2 usage error; a\n"
+    "write ended by a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
 int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
