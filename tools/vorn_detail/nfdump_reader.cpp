@@ -8,7 +8,7 @@ using nlohmann::json;
 // levels belong to a structured member value and are skipped.
 class NfdumpReader::Handler : public nlohmann::json_sax<json> {
 public:
-    Handler(NfdumpReader& owner, const Visit& visit) : owner_(owner), visit_(visit) {}
+    Handler(NfdumpReader& owner, const Visit& visit, std::istream& in) : owner_(owner), visit_(visit), in_(in) {}
 
     bool null() override { return value(json()); }
     bool boolean(bool v) override { return value(v); }
@@ -50,9 +50,12 @@ public:
 
     bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
         const std::string where = depth_ >= 2 ? flow() : owner_.ordinal_ > 0 ? "after " + flow() : std::string();
-        // nlohmann says "unexpected end of input" when the text stops early.
-        if (std::string(error.what()).find("end of input") != std::string::npos)
-            return fail(where + (depth_ == 0 ? "no JSON array" : "input ends before the array is closed"));
+        // A text cut short inside a string or a number is an error of that
+        // token to nlohmann, and an early end elsewhere: both end the input.
+        const bool ended = std::string(error.what()).find("end of input") != std::string::npos ||
+                           in_.rdbuf()->sgetc() == std::char_traits<char>::eof();
+        if (ended) return fail(where + (depth_ == 0 ? "no JSON array" : "input ends before the array is closed"));
+        if (error.id == 406) return fail(where + "number out of range at byte " + std::to_string(position));
         return fail(where + "invalid JSON at byte " + std::to_string(position));
     }
 
@@ -83,6 +86,7 @@ private:
 
     NfdumpReader& owner_;
     const Visit& visit_;
+    std::istream& in_;
     int depth_ = 0;
     json object_;
     std::string key_;
@@ -91,7 +95,7 @@ private:
 bool NfdumpReader::read(std::istream& in, const Visit& visit) {
     problem_.clear();
     ordinal_ = 0;
-    Handler handler(*this, visit);
+    Handler handler(*this, visit, in);
     if (json::sax_parse(in, &handler)) return true;
     if (problem_.empty()) problem_ = "cannot read the input";
     return false;
