@@ -24,8 +24,8 @@ set(CPACK_PACKAGE_NAME strell)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "Strell developers <dev@strell.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "NetFlow v5 and v9 packet generator for testing flow collectors")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}
-strell sends NetFlow v5 or v9 export datagrams over UDP to a flow collector:
+# The summary above is its first line.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "strell sends NetFlow v5 or v9 export datagrams over UDP to a flow collector:
 synthetic flows built from command-line fields, or the replay of Vorn detail
 files of the billing system at a chosen pace.
 .
