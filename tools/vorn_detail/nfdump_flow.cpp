@@ -1,8 +1,8 @@
 #include "tools/vorn_detail/nfdump_flow.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <ctime>
+#include <iterator>
 #include <string_view>
 #include <unordered_map>
 
@@ -55,25 +55,53 @@ std::string set_tcp_flags(const json& value, uint8_t& field) {
     return std::string();
 }
 
+// The digits of text[at, at + n) as a number within [low, high], or -1.
+int number_at(const std::string& text, size_t at, size_t n, int low, int high) {
+    int value = 0;
+    for (size_t i = at; i < at + n; ++i) {
+        if (text[i] < '0' || text[i] > '9') return -1;
+        value = value * 10 + (text[i] - '0');
+    }
+    return value >= low && value <= high ? value : -1;
+}
+
 // Local time as nfdump prints it, YYYY-MM-DDThh:mm:ss.sss, to whole seconds
-// since the epoch within [low, high].
+// since the epoch within [low, high]. mktime looks at the time zone file on
+// every call, so the starts of the last few minutes seen are kept: a flow's
+// first, last and received times fall in one to three of them.
 std::string time_seconds(const json& value, int64_t low, int64_t high, int64_t& seconds) {
     const std::string wrong = "must be a time as nfdump prints it (YYYY-MM-DDThh:mm:ss.sss)";
     if (!value.is_string()) return wrong;
     const auto& text = value.get_ref<const std::string&>();
     std::tm tm{};
-    int millis = 0;
-    int used = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%3d%n", &tm.tm_year, &tm.tm_mon, &tm.tm_mday, &tm.tm_hour,
-                    &tm.tm_min, &tm.tm_sec, &millis, &used) != 7 ||
-        static_cast<size_t>(used) != text.size() || text.size() != 23)
-        return wrong + ": " + quoted(text);
-    tm.tm_year -= 1900;
-    tm.tm_mon -= 1;
-    tm.tm_isdst = -1;
-    seconds = static_cast<int64_t>(std::mktime(&tm));
-    if (seconds < low || seconds > high)
-        return "is out of range for its field: " + quoted(text);
+    const bool parsed = text.size() == 23 && text[4] == '-' && text[7] == '-' && text[10] == 'T' &&
+                        text[13] == ':' && text[16] == ':' && text[19] == '.' &&
+                        (tm.tm_year = number_at(text, 0, 4, 1900, 9999)) >= 0 &&
+                        (tm.tm_mon = number_at(text, 5, 2, 1, 12)) >= 0 &&
+                        (tm.tm_mday = number_at(text, 8, 2, 1, 31)) >= 0 &&
+                        (tm.tm_hour = number_at(text, 11, 2, 0, 23)) >= 0 &&
+                        (tm.tm_min = number_at(text, 14, 2, 0, 59)) >= 0 && number_at(text, 17, 2, 0, 60) >= 0 &&
+                        number_at(text, 20, 3, 0, 999) >= 0;
+    if (!parsed) return wrong + ": " + quoted(text);
+    struct Minute {
+        std::string text;
+        int64_t start = 0;
+    };
+    static Minute minutes[4];
+    static size_t next = 0;
+    const Minute* minute = nullptr;
+    for (const Minute& m : minutes)
+        if (text.compare(0, 16, m.text) == 0) minute = &m;
+    if (minute == nullptr) {
+        tm.tm_year -= 1900;
+        tm.tm_mon -= 1;
+        tm.tm_isdst = -1;
+        minutes[next] = {text.substr(0, 16), static_cast<int64_t>(std::mktime(&tm))};
+        minute = &minutes[next];
+        next = (next + 1) % std::size(minutes);
+    }
+    seconds = minute->start + number_at(text, 17, 2, 0, 60);
+    if (seconds < low || seconds > high) return "is out of range for its field: " + quoted(text);
     return std::string();
 }
 
