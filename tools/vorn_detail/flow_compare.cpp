@@ -170,6 +170,36 @@ private:
     std::vector<const Field*> hidden_;
 };
 
+// One line for each flow missing or extra, except that a missing and an
+// extra flow of the same identity make one line of their differences; the
+// pair that differs in the fewest fields is taken.
+std::vector<std::string> report_lines(const View& view, const std::vector<Flow>& missing,
+                                      const std::vector<Flow>& extra, unsigned long& differing) {
+    std::unordered_multimap<std::string, size_t> extra_by_identity;
+    for (size_t e = 0; e < extra.size(); ++e) extra_by_identity.emplace(view.identity(extra[e]).dump(), e);
+    std::vector<bool> extra_paired(extra.size(), false), missing_paired(missing.size(), false);
+    std::vector<std::string> lines;
+    for (size_t m = 0; m < missing.size(); ++m) {
+        const std::string id = view.identity(missing[m]).dump();
+        const auto [begin, end] = extra_by_identity.equal_range(id);
+        size_t best = extra.size(), best_count = 0;
+        for (auto it = begin; it != end; ++it) {
+            if (extra_paired[it->second]) continue;
+            const size_t count = view.difference_count(missing[m], extra[it->second]);
+            if (best == extra.size() || count < best_count) best = it->second, best_count = count;
+        }
+        if (best == extra.size()) continue;
+        extra_paired[best] = missing_paired[m] = true;
+        ++differing;
+        lines.push_back("differs " + id + ": " + view.differences(missing[m], extra[best]));
+    }
+    for (size_t m = 0; m < missing.size(); ++m)
+        if (!missing_paired[m]) lines.push_back("missing " + view.object(missing[m]).dump());
+    for (size_t e = 0; e < extra.size(); ++e)
+        if (!extra_paired[e]) lines.push_back("extra " + view.object(extra[e]).dump());
+    return lines;
+}
+
 }  // namespace
 
 std::vector<std::string> compared_fields(SentAs sent_as) {
@@ -233,36 +263,15 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
 
     std::vector<Flow> missing;
     for (const auto& [f, count] : sent) missing.insert(missing.end(), count, f);
-
-    // A missing flow and an extra one of the same identity differ.
-    std::unordered_multimap<std::string, size_t> extra_by_identity;
-    for (size_t i = 0; i < extra.size(); ++i) extra_by_identity.emplace(view.identity(extra[i]).dump(), i);
-    std::vector<bool> paired(extra.size(), false);
-    std::vector<std::string> lines;
     unsigned long differing = 0;
-    std::vector<bool> missing_paired(missing.size(), false);
-    for (size_t m = 0; m < missing.size(); ++m) {
-        const std::string id = view.identity(missing[m]).dump();
-        const auto [begin, end] = extra_by_identity.equal_range(id);
-        size_t best = extra.size();
-        for (auto it = begin; it != end; ++it)
-            if (!paired[it->second] && (best == extra.size() || view.difference_count(missing[m], extra[it->second]) <
-                                                                    view.difference_count(missing[m], extra[best])))
-                best = it->second;
-        if (best == extra.size()) continue;
-        paired[best] = missing_paired[m] = true;
-        ++differing;
-        lines.push_back("differs " + id + ": " + view.differences(missing[m], extra[best]));
-    }
-    for (size_t m = 0; m < missing.size(); ++m)
-        if (!missing_paired[m]) lines.push_back("missing " + view.object(missing[m]).dump());
-    for (size_t e = 0; e < extra.size(); ++e)
-        if (!paired[e]) lines.push_back("extra " + view.object(extra[e]).dump());
+    std::vector<std::string> lines = report_lines(view, missing, extra, differing);
     std::sort(lines.begin(), lines.end());
     for (const std::string& line : lines) out << line << "\n";
 
     const unsigned long missing_count = missing.size() - differing, extra_count = extra.size() - differing;
-    const std::string left = left_out > 0 ? " (" + std::to_string(left_out) + " IPv6 flows of the file left out: v5 does not carry them)" : "";
+    const std::string left =
+        left_out > 0 ? " (" + std::to_string(left_out) + " IPv6 flows of the file left out: v5 does not carry them)"
+                     : std::string();
     if (lines.empty()) {
         out << "equal: " << sent_count << " flows" << left << "\n";
         return exit_ok;
