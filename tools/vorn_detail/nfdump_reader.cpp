@@ -93,8 +93,6 @@ private:
 };
 
 bool NfdumpReader::read(std::istream& in, const Visit& visit) {
-    problem_.clear();
-    ordinal_ = 0;
     Handler handler(*this, visit, in);
     if (json::sax_parse(in, &handler)) return true;
     if (problem_.empty()) problem_ = "cannot read the input";

@@ -18,7 +18,8 @@ public:
     // text to go on, or what is wrong with the object to stop.
     using Visit = std::function<std::string(const nlohmann::json& object, unsigned long ordinal)>;
 
-    // False on bad input; problem() says why, naming the object.
+    // False on bad input; problem() says why, naming the object. One input
+    // per reader.
     bool read(std::istream& in, const Visit& visit);
 
     const std::string& problem() const { return problem_; }
