@@ -20,13 +20,14 @@ expect_eq() {  # what expected actual
 }
 
 # Starts nfcapd writing into $WORK/flows on a free port, retrying on a taken one.
-# The large socket buffer keeps it from dropping datagrams of a paced run.
+# The large socket buffer (4 MiB unless $1 gives another size) keeps it from
+# dropping datagrams of a paced run.
 start_nfcapd() {
     mkdir -p "$WORK/flows"
     local try
     for try in $(seq 1 20); do
         NFCAPD_PORT=$((20000 + RANDOM % 40000))
-        nfcapd -w "$WORK/flows" -b 127.0.0.1 -p "$NFCAPD_PORT" -B 4194304 >"$WORK/nfcapd.log" 2>&1 &
+        nfcapd -w "$WORK/flows" -b 127.0.0.1 -p "$NFCAPD_PORT" -B "${1:-4194304}" >"$WORK/nfcapd.log" 2>&1 &
         NFCAPD_PID=$!
         local i
         for i in $(seq 1 50); do

@@ -1,12 +1,8 @@
 #include "tools/vorn_detail/json_record.h"
 
 #include <cstdint>
-#include <iterator>
-#include <limits>
 
-#include <nlohmann/json.hpp>
-
-#include "net/ip_address.h"
+#include "tools/vorn_detail/json_field.h"
 
 namespace Strell {
 
@@ -19,16 +15,6 @@ using Vorn::TrafficStat;
 // Each setter returns an empty text or what is wrong with the value.
 using Setter = std::string (*)(const json& value, TrafficStat& out);
 
-template <typename T>
-std::string set_unsigned(const json& value, T& field) {
-    if (!value.is_number_unsigned()) return "must be an unsigned integer";
-    const auto number = value.get<uint64_t>();
-    if (number > std::numeric_limits<T>::max())
-        return "must be at most " + std::to_string(static_cast<uint64_t>(std::numeric_limits<T>::max()));
-    field = static_cast<T>(number);
-    return std::string();
-}
-
 std::string set_timestamp(const json& value, int32_t& field) {
     if (!value.is_number_integer()) return "must be an integer";
     if (value.is_number_unsigned() ? value.get<uint64_t>() > uint64_t(INT32_MAX)
@@ -36,20 +22,6 @@ std::string set_timestamp(const json& value, int32_t& field) {
         return "must be a signed 32-bit number";
     field = static_cast<int32_t>(value.get<int64_t>());
     return std::string();
-}
-
-std::string set_address(const json& value, IP_address& field) {
-    if (!value.is_string()) return "must be a string";
-    const auto& text = value.get_ref<const std::string&>();
-    try {
-        // inet_pton would stop at an embedded NUL and take the prefix.
-        if (text.find('\0') == std::string::npos) {
-            field = IP_address::from_string(text);
-            return std::string();
-        }
-    } catch (const Vorn::Exception&) {
-    }
-    return "is not an IP address: " + json(text).dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 struct Key {
@@ -86,8 +58,6 @@ const Key keys[] = {
     {"ts_first", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_first); }},
     {"ts_last", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_last); }},
 };
-
-std::string quoted(const std::string& key) { return json(key).dump(-1, ' ', false, json::error_handler_t::replace); }
 
 }  // namespace
 
