@@ -18,7 +18,6 @@ public:
 // Writes log lines to a file, optionally rotating it by size into F.1, F.2, ...
 class FileAppender : public BaseAppender {
 public:
-    FileAppender() = default;
     ~FileAppender() override;
 
     // Throws FileAppenderError when the file cannot be opened.

@@ -10,11 +10,13 @@ namespace Vorn {
 
 namespace {
 
-void add_file_appender(LoggerImpl* logger, const LoggerSettings& settings, Logger::Level level,
-                       const std::string& file_name, std::vector<Appender*>& appenders) {
-    std::unique_ptr<FileAppender> appender(new FileAppender);
-    appender->init(level, file_name, settings.rotate, settings.max_count, settings.max_size);
-    logger->add_appender(appender.get());
+// Registers a new appender once its init has succeeded; one whose init
+// throws is deleted and the exception passes on.
+template <typename AppenderType, typename... InitArgs>
+void register_appender(std::vector<Appender*>& appenders, InitArgs... init_args) {
+    std::unique_ptr<AppenderType> appender(new AppenderType);
+    appender->init(init_args...);
+    LoggerImpl::instance()->add_appender(appender.get());
     appenders.push_back(appender.release());
 }
 
@@ -22,22 +24,18 @@ void add_file_appender(LoggerImpl* logger, const LoggerSettings& settings, Logge
 
 void init_logger(const LoggerSettings& settings, std::vector<Appender*>& appenders) {
     LoggerImpl::create();
-    LoggerImpl* logger = LoggerImpl::instance();
 
     const std::string& debug = settings.debug_log_file;
     const std::string& main = settings.main_log_file;
     const std::string& critical = settings.critical_log_file;
-    if (!debug.empty()) add_file_appender(logger, settings, Logger::Trace, debug, appenders);
-    if (!main.empty() && main != debug) add_file_appender(logger, settings, settings.level, main, appenders);
-    if (!critical.empty() && critical != debug && critical != main) {
-        add_file_appender(logger, settings, Logger::Critical, critical, appenders);
-    }
-    if (!settings.syslog_name.empty()) {
-        std::unique_ptr<SysLogAppender> appender(new SysLogAppender);
-        appender->init(settings.level, settings.syslog_name);
-        logger->add_appender(appender.get());
-        appenders.push_back(appender.release());
-    }
+    const auto add_file = [&](Logger::Level level, const std::string& file_name) {
+        register_appender<FileAppender>(appenders, level, file_name, settings.rotate, settings.max_count,
+                                   settings.max_size);
+    };
+    if (!debug.empty()) add_file(Logger::Trace, debug);
+    if (!main.empty() && main != debug) add_file(settings.level, main);
+    if (!critical.empty() && critical != debug && critical != main) add_file(Logger::Critical, critical);
+    if (!settings.syslog_name.empty()) register_appender<SysLogAppender>(appenders, settings.level, settings.syslog_name);
 }
 
 }  // namespace Vorn

@@ -10,7 +10,6 @@ namespace Vorn {
 // Forwards log lines to the platform's syslog under the user facility.
 class SysLogAppender : public BaseAppender {
 public:
-    SysLogAppender() = default;
     ~SysLogAppender() override;
 
     void init(Logger::Level level, const std::string& name);
