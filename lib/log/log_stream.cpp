@@ -6,11 +6,7 @@ namespace Vorn {
 
 std::atomic<Logger*> LogStream::logger_queue_{nullptr};
 
-void LogStream::init(Logger* logger) {
-    logger_queue_ = logger;
-    // The old logger may be deleted as soon as this returns.
-    LoggerUse::wait_for_earlier_uses();
-}
+void LogStream::init(Logger* logger) { LoggerUse::replace(logger_queue_, logger); }
 
 LogStream::OutputBuffer::~OutputBuffer() {
     const LoggerUse use;

@@ -31,7 +31,8 @@ LoggerUse::LoggerUse() : count_(enter()) {}
 
 LoggerUse::~LoggerUse() { --count_; }
 
-void LoggerUse::wait_for_earlier_uses() {
+void LoggerUse::replace(std::atomic<Logger*>& pointer, Logger* logger) {
+    pointer = logger;
     std::lock_guard<std::mutex> lock(waiters);
     const unsigned old = phase++;
     while (uses[old & 1].load() != 0) std::this_thread::yield();

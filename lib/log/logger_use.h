@@ -4,6 +4,8 @@
 
 namespace Vorn {
 
+class Logger;
+
 // One write through a front end's logger pointer, counted so that whoever
 // changes that pointer (LoggerImpl::destroy, say) can wait until no write
 // still uses the old logger before deleting it. Producers only count: they
@@ -16,9 +18,10 @@ public:
     LoggerUse(const LoggerUse&) = delete;
     LoggerUse& operator=(const LoggerUse&) = delete;
 
-    // Call after storing a new pointer: returns once every LoggerUse that may
-    // have loaded an older one has ended.
-    static void wait_for_earlier_uses();
+    // Stores a front end's new logger pointer and returns once every
+    // LoggerUse that may have loaded the old one has ended: the old logger
+    // may then be deleted.
+    static void replace(std::atomic<Logger*>& pointer, Logger* logger);
 
 private:
     std::atomic<long>& count_;

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <map>
 
+#include "config/logger_setup_from_config.h"
 #include "config/vorn_config.h"
 #include "log/file_appender.h"
 #include "test_helpers.h"

@@ -33,14 +33,14 @@ TEST(LoggerImpl, FullRingDropsTheNewestLineAndStopDrainsTheRestThenWritesLastLin
         LoggerImpl logger;
         logger.add_appender(new RecordingAppender(seen));
         // Nothing is taken out before the worker starts, so the last write finds the ring full.
-        for (size_t i = 0; i <= LoggerImpl::kRingSize; ++i) logger.write(Logger::Info, "F", std::to_string(i));
+        for (size_t i = 0; i <= LoggerImpl::ring_size; ++i) logger.write(Logger::Info, "F", std::to_string(i));
         EXPECT_EQ(logger.dropped(), 1u);
         ASSERT_TRUE(start_worker(logger));
         logger.stop();
     }
-    ASSERT_EQ(seen.messages.size(), LoggerImpl::kRingSize + 1);
+    ASSERT_EQ(seen.messages.size(), LoggerImpl::ring_size + 1);
     const std::string prefix = " Info  : " + thread_hex() + " F: ";
-    for (size_t i = 0; i < LoggerImpl::kRingSize; ++i)
+    for (size_t i = 0; i < LoggerImpl::ring_size; ++i)
         ASSERT_EQ(seen.messages[i].text, prefix + std::to_string(i) + "\n");
     EXPECT_EQ(seen.messages.back().level, Logger::Debug);
     EXPECT_EQ(seen.messages.back().header, "");

@@ -1,9 +1,9 @@
-#include "net/socket_error.h"
-
 #include "net/socket_impl.h"
 
 #include <cerrno>
 #include <cstring>
+
+#include "net/socket_error.h"
 
 namespace Vorn {
 
@@ -32,6 +32,26 @@ std::string describe_errno(const char* operation) {
     std::string name(operation);
     errno = error;
     return describe_error(name);
+}
+
+void invalid_endpoint() { throw SocketError("fill_sockaddr: invalid endpoint"); }
+
+Socket::Endpoint fill_endpoint(const SockAddr& address, socklen_t size) {
+    Socket::Endpoint endpoint;
+    switch (address.base.sa_family) {
+        case AF_INET:
+            if (size < sizeof(sockaddr_in)) throw SocketError("fill_endpoint: invalid data size");
+            endpoint.address = IP_address::from_raw(IP_address::IPv4, &address.v4.sin_addr, 4);
+            endpoint.port = ntohs(address.v4.sin_port);
+            return endpoint;
+        case AF_INET6:
+            // Deliberately the IPv4 bound of 16 bytes, not the full 28.
+            if (size < sizeof(sockaddr_in)) throw SocketError("fill_endpoint: invalid data size");
+            endpoint.address = IP_address::from_raw(IP_address::IPv6, address.v6.sin6_addr.s6_addr, 16);
+            endpoint.port = ntohs(address.v6.sin6_port);
+            return endpoint;
+    }
+    throw SocketError("fill_endpoint: unsupported address family");
 }
 
 }  // namespace SocketImpl
