@@ -1,9 +1,10 @@
-#include "test_support.h"
+#include "programs.h"
 
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <stdexcept>
 #include <thread>
@@ -20,21 +21,23 @@ std::string contents(FILE* file) {
     return text;
 }
 
-void take_datagrams(UdpReceiver* receiver, StrellRun& run) {
+void take_datagrams(UdpReceiver* receiver, ProgramRun& run) {
     if (receiver == nullptr) return;
-    for (auto& datagram : receiver->collect(SIZE_MAX, std::chrono::milliseconds(0))) {
-        run.datagrams.push_back(std::move(datagram));
-    }
+    for (Datagram& datagram : receiver->collect(std::chrono::milliseconds(0))) run.datagrams.push_back(datagram);
 }
 
 }  // namespace
 
-StrellRun run_strell(const std::vector<std::string>& args, UdpReceiver* receiver) {
+ProgramRun run_program(const std::string& path, const std::vector<std::string>& args, UdpReceiver* receiver,
+                const std::string& input) {
+    FILE* in = std::tmpfile();
     FILE* out = std::tmpfile();
     FILE* err = std::tmpfile();
-    if (out == nullptr || err == nullptr) throw std::runtime_error("tmpfile failed");
+    if (in == nullptr || out == nullptr || err == nullptr) throw std::runtime_error("tmpfile failed");
+    std::fputs(input.c_str(), in);
+    std::rewind(in);
     std::vector<std::string> copies = args;
-    copies.insert(copies.begin(), STRELL_BINARY);
+    copies.insert(copies.begin(), path);
     std::vector<char*> argv;
     for (std::string& arg : copies) argv.push_back(arg.data());
     argv.push_back(nullptr);
@@ -42,12 +45,13 @@ StrellRun run_strell(const std::vector<std::string>& args, UdpReceiver* receiver
     const pid_t pid = ::fork();
     if (pid < 0) throw std::runtime_error("fork failed");
     if (pid == 0) {
+        ::dup2(::fileno(in), STDIN_FILENO);
         ::dup2(::fileno(out), STDOUT_FILENO);
         ::dup2(::fileno(err), STDERR_FILENO);
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }
-    StrellRun run;
+    ProgramRun run;
     int status = 0;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (::waitpid(pid, &status, WNOHANG) == 0) {
@@ -55,10 +59,10 @@ StrellRun run_strell(const std::vector<std::string>& args, UdpReceiver* receiver
         take_datagrams(receiver, run);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    // Loopback delivery is done when sendto returns: all is queued by now.
+    // Loopback delivery is done when sendto returns: everything is queued by now.
     take_datagrams(receiver, run);
-    run.exited = WIFEXITED(status);
-    run.exit_code = run.exited ? WEXITSTATUS(status) : -1;
+    std::fclose(in);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     run.out = contents(out);
     run.err = contents(err);
