@@ -46,7 +46,8 @@ nfdump_flows() {
     nfdump -R "$WORK/flows" -q -6 -o "fmt:%sa|%da|%nh|%sp|%dp$as|%in|%out|%byt|%pkt|%tos|%flg|%pr" | tr -d ' ' | sort
 }
 
-# Runs "strell ARGS -h ADDRESS -p PORT" into udp_capture, then decodes with tshark.
+# Runs "$WRAP strell ARGS -h ADDRESS -p PORT" into udp_capture; decode runs
+# tshark on what it caught.
 capture() {  # address, strell arguments
     local address=$1
     shift
@@ -56,19 +57,20 @@ capture() {  # address, strell arguments
     local i
     for i in $(seq 1 100); do [ -s "$WORK/port" ] && break; sleep 0.05; done
     [ -s "$WORK/port" ] || fail "udp_capture did not start"
-    "$STRELL" "$@" -h "$address" -p "$(cat "$WORK/port")" >"$WORK/strell.out"
+    ${WRAP:-} "$STRELL" "$@" -h "$address" -p "$(cat "$WORK/port")" >"$WORK/strell.out"
     wait "${PIDS[-1]}" || fail "udp_capture failed"
 }
 decode() { tshark -r "$WORK/capture.pcap" -d "udp.port==$(cat "$WORK/port"),cflow" "$@" 2>"$WORK/tshark.err"; }
 # One line per packet, fields joined by commas.
 fields() { decode -T fields -E separator=, -E occurrence=a -E aggregator=' ' "$@"; }
 
-# A new-format detail file of 10,000 records, every fourth one IPv6, written by
+# A new-format detail file of 10,000 records in runs of 75 IPv4 and 25 IPv6
+# records (so that v9 datagrams of one family and of both occur), written by
 # vorn-detail; $WORK/mixed.txt holds what nfdump must show of each, sorted.
 make_mixed_file() {
     awk -v expected="$WORK/mixed.unsorted" 'BEGIN {
         for (i = 0; i < 10000; i++) {
-            if (i % 4 == 3) { s = sprintf("2001:db8::%x", i + 1); d = "2001:db8:ffff::53"; nh = "fe80::1" }
+            if (i % 100 >= 75) { s = sprintf("2001:db8::%x", i + 1); d = "2001:db8:ffff::53"; nh = "fe80::1" }
             else { s = sprintf("10.%d.%d.%d", int(i / 65536), int(i / 256) % 256, i % 256); d = "192.168.7.9"; nh = "10.0.0.254" }
             printf "{\"account_id\":%d,\"d_addr\":\"%s\",\"d_oct\":%d,\"d_pkt\":%d,\"dport\":%d,\"dst_as\":64500,", 1000 + i % 7, d, 1000 + i, 1 + i % 97, 443 + i % 3
             printf "\"dst_mask\":24,\"iface\":%d,\"ip\":\"%s\",\"nexthop_addr\":\"%s\",\"oface\":%d,\"proto\":%d,", 1 + i % 5, s, nh, 2 + i % 5, (i % 2) ? 17 : 6

@@ -14,10 +14,8 @@ namespace StrellTest {
 // every line as {level, facility, text}.
 struct RecordingLogger : Vorn::Logger {
     using Line = std::tuple<int, std::string, std::string>;
-    RecordingLogger() {
-        Vorn::LogFacility::init(this);
-        Vorn::LogStream::init(this);
-    }
+    std::vector<Line> lines;
+    RecordingLogger() { Vorn::LogFacility::init(this), Vorn::LogStream::init(this); }
     ~RecordingLogger() override {
         Vorn::LogFacility::init(Vorn::LoggerImpl::instance());
         Vorn::LogStream::init(Vorn::LoggerImpl::instance());
@@ -25,7 +23,6 @@ struct RecordingLogger : Vorn::Logger {
     void write(Level level, const std::string& facility, const std::string& text) override {
         lines.emplace_back(level, facility, text);
     }
-    std::vector<Line> lines;
 };
 
 }  // namespace StrellTest

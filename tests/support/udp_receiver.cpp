@@ -1,58 +1,43 @@
 #include "udp_receiver.h"
 
-#include <netdb.h>
-#include <netinet/in.h>
+#include <arpa/inet.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 namespace StrellTest {
 
-namespace {
-
-[[noreturn]] void fail(const std::string& what) {
-    throw std::runtime_error("UdpReceiver: " + what + ": " + std::strerror(errno));
-}
-
-}  // namespace
-
 UdpReceiver::UdpReceiver(const std::string& address, int buffer_bytes) : address_(address) {
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST;
-    hints.ai_socktype = SOCK_DGRAM;
-    addrinfo* found = nullptr;
-    if (::getaddrinfo(address.c_str(), "0", &hints, &found) != 0) fail("address " + address);
-    fd_ = ::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool bound = fd_ >= 0 && ::bind(fd_, found->ai_addr, found->ai_addrlen) == 0;
-    ::freeaddrinfo(found);
-    if (!bound) fail("bind " + address);
+    sockaddr_in6 bound{};  // sin_port and sin6_port share their offset
+    auto* v4 = reinterpret_cast<sockaddr_in*>(&bound);
+    const bool v6 = inet_pton(AF_INET6, address.c_str(), &bound.sin6_addr) == 1;
+    bound.sin6_family = v6 ? AF_INET6 : AF_INET;
+    socklen_t length = v6 ? sizeof bound : sizeof *v4;
+    fd_ = ::socket(bound.sin6_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     // FORCE passes the system cap but needs root; plain SO_RCVBUF is capped.
     if (::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &buffer_bytes, sizeof buffer_bytes) != 0) {
         ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &buffer_bytes, sizeof buffer_bytes);
     }
-    sockaddr_in6 bound_to{};  // sin_port and sin6_port share their offset
-    socklen_t length = sizeof bound_to;
-    if (::getsockname(fd_, reinterpret_cast<sockaddr*>(&bound_to), &length) != 0) fail("getsockname");
-    port_ = ntohs(bound_to.sin6_port);
+    if ((!v6 && inet_pton(AF_INET, address.c_str(), &v4->sin_addr) != 1) ||
+        ::bind(fd_, reinterpret_cast<sockaddr*>(&bound), length) != 0 ||
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+        throw std::runtime_error("UdpReceiver on " + address + ": " + std::strerror(errno));
+    }
+    port_ = ntohs(bound.sin6_port);
 }
 
-UdpReceiver::~UdpReceiver() {
-    if (fd_ >= 0) ::close(fd_);
-}
+UdpReceiver::~UdpReceiver() { ::close(fd_); }
 
 std::optional<Datagram> UdpReceiver::receive(std::chrono::milliseconds timeout) {
     pollfd entry{fd_, POLLIN, 0};
-    const int ready = ::poll(&entry, 1, static_cast<int>(timeout.count()));
-    if (ready < 0 && errno != EINTR) fail("poll");
-    if (ready <= 0) return std::nullopt;
+    if (::poll(&entry, 1, static_cast<int>(timeout.count())) <= 0) return std::nullopt;
     Datagram datagram(65536);
     const ssize_t got = ::recv(fd_, datagram.data(), datagram.size(), 0);
-    if (got < 0) fail("recv");
-    datagram.resize(static_cast<size_t>(got));
+    datagram.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
     return datagram;
 }
 
