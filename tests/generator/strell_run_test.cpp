@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <chrono>
 #include <climits>
 #include <ctime>
 #include <fstream>
@@ -187,44 +188,182 @@ TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
     }
 }
 
-// Flow i: from 10.0.0.0 + i, or from 2001:db8:: + i when v6; i + 1 packets.
+// Flow i: from 10.0.x.y = i or from 2001:db8::i, its source port i, i + 1 packets.
 string flow_line(size_t i, bool v6 = false) {
-    const string source = v6 ? "2001:db8::" + std::to_string(i) : "10.0." + std::to_string(i / 256) + "." + std::to_string(i % 256);
-    return flow_json({{"s_addr", source}, {"d_addr", v6 ? "2001:db8::ffff" : "192.0.2.1"}, {"nexthop_addr", v6 ? "::" : "0.0.0.0"}, {"d_pkt", i + 1}});
+    char source[40];
+    std::snprintf(source, sizeof source, v6 ? "2001:db8::%zx" : "10.0.%zu.%zu", v6 ? i : i / 256, i % 256);
+    return flow_json({{"s_addr", source}, {"d_addr", v6 ? "2001:db8::ffff" : "192.0.2.1"}, {"nexthop_addr", v6 ? "::" : "0.0.0.0"},
+                      {"sport", i}, {"d_pkt", i + 1}});
 }
 
 ProgramRun replay(UdpReceiver& receiver, const string& file, std::vector<string> options) {
-    options.insert(options.end(), {"-u", "-f", file, "-t", "50"});
+    options.insert(options.end(), {"-u", "-f", file});
     return run_against(receiver, options);
+}
+
+// The first send puts the epoch seconds into SysUptime (unix_secs starts at 0), every later
+// one the seconds since the previous send; sequence (and source id) never change.
+void expect_headers(const ProgramRun& run, uint32_t started) {
+    const auto now = static_cast<uint32_t>(time(nullptr));
+    for (size_t i = 0; i < run.datagrams.size(); ++i) {
+        const Datagram& d = run.datagrams[i];
+        const bool v9 = be(d, 0, 2) == 9;
+        const uint32_t uptime = be(d, 4, 4), unix_secs = be(d, 8, 4);
+        EXPECT_TRUE(unix_secs >= started && unix_secs <= now) << unix_secs;
+        EXPECT_TRUE(i == 0 ? uptime == unix_secs : uptime <= now - started) << uptime;
+        EXPECT_EQ(v9 ? be(d, 12, 4) + be(d, 16, 4) : be(d, 12, 4) + be(d, 16, 4) + be(d, 20, 4), v9 ? 56u + 1234u : 56u);
+    }
 }
 
 // The packets fields of the v5 records of a run, in order.
 std::vector<uint32_t> v5_packets_fields(const ProgramRun& run) {
     std::vector<uint32_t> packets;
     for (const Datagram& datagram : run.datagrams) {
-        EXPECT_EQ(v5_header(datagram).sequence, 56u);
+        EXPECT_EQ(datagram.size(), 24 + 48 * v5_header(datagram).count);
         for (size_t i = 0; i < v5_header(datagram).count; ++i) packets.push_back(be(datagram, 24 + 48 * i + 16, 4));
     }
     return packets;
 }
 
-TEST(StrellReplay, SixteenBitCounterLimitsTheRecordsButAbove65535SendsTheWholeFile) {
+TEST(StrellReplay, ThirtyIPv4FlowsADatagramAndA16BitCounterThatAbove65535SendsTheWholeFile) {
     TempDir dir;
     std::vector<string> lines;
-    for (size_t i = 0; i < 5000; ++i) lines.push_back(flow_line(i));
+    std::vector<uint32_t> v4_packets;  // every seventh flow is IPv6: skipped in v5, yet counted
+    for (size_t i = 0; i < 5000; ++i) {
+        lines.push_back(flow_line(i, i % 7 == 6));
+        if (i % 7 != 6) v4_packets.push_back(uint32_t(i + 1));
+    }
     const string file = write_detail_file(dir, "flows.vorn", "new", lines);
     // 70000 is 4464 in 16 bits and 65536 is 0: the counter never reaches either.
-    for (const auto& [count, sent] : {std::pair{"70000", 5000u}, {"65536", 5000u}, {"10", 10u}}) {
+    for (const auto& [count, sent] : {std::pair{"70000", size_t(4286)}, {"65536", size_t(4286)}, {"10", size_t(9)}}) {
         SCOPED_TRACE(count);
         UdpReceiver receiver;
-        const ProgramRun run = replay(receiver, file, {"-c", count});
+        const auto started = static_cast<uint32_t>(time(nullptr));
+        const ProgramRun run = replay(receiver, file, {"-c", count, "-t", "50"});
         EXPECT_EQ(run.status, 0) << run.err;
         EXPECT_EQ(run.out, announcement(receiver) + "NFData from '" + file + "' vorn statistic file\n");  // no closing lines
         EXPECT_EQ(run.datagrams.size(), (sent + 29) / 30);
-        std::vector<uint32_t> expected(sent);
-        std::iota(expected.begin(), expected.end(), 1);
-        EXPECT_EQ(v5_packets_fields(run), expected);
+        EXPECT_EQ(v5_packets_fields(run), std::vector<uint32_t>(v4_packets.begin(), v4_packets.begin() + sent));
+        expect_headers(run, started);
     }
+}
+
+TEST(StrellReplay, DelayPrecedesEverySendIncludingTheForcedOneButNotAnEmptyForce) {
+    TempDir dir;
+    std::vector<string> lines;
+    for (size_t i = 0; i < 31; ++i) lines.push_back(flow_line(i));
+    const string thirty_one = write_detail_file(dir, "31.vorn", "new", lines);
+    lines.pop_back();
+    const string thirty = write_detail_file(dir, "30.vorn", "new", lines);
+    UdpReceiver receiver;
+    const auto started = static_cast<uint32_t>(time(nullptr));
+    const ProgramRun run = replay(receiver, thirty_one, {"-t", "1100000"});
+    ASSERT_EQ(run.datagrams.size(), 2u);
+    EXPECT_GE(be(run.datagrams[0], 8, 4), started + 1);  // the header time follows the sleep
+    EXPECT_GE(be(run.datagrams[1], 8, 4), be(run.datagrams[0], 8, 4) + 1);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(replay(receiver, thirty, {"-t", "1100000"}).datagrams.size(), 1u);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2000));
+}
+
+TEST(StrellReplay, FlowsGoOutByteForByteInBothVersions) {
+    TempDir dir;
+    const nlohmann::json v4 = {{"s_addr", "10.0.0.1"}, {"d_addr", "192.168.1.2"}, {"nexthop_addr", "10.0.0.254"}, {"iface", 3},
+                               {"oface", 4}, {"d_pkt", 5}, {"d_oct", 4096}, {"ts_first", 0x11111111}, {"ts_last", 0x22222222},
+                               {"sport", 0x1234}, {"dport", 80}, {"tcp_flags", 27}, {"proto", 6}, {"tos", 16},
+                               {"src_as", 70000}, {"dst_as", 65001}, {"src_mask", 24}, {"dst_mask", 16}};
+    nlohmann::json v6 = v4;
+    v6.update({{"s_addr", "2001:db8::1"}, {"d_addr", "2001:db8::2"}, {"nexthop_addr", "fe80::1"}});
+    const string file = write_detail_file(dir, "two.vorn", "new", {flow_json(v6), flow_json(v4)});
+    UdpReceiver receiver;
+    const auto started = static_cast<uint32_t>(time(nullptr));
+    const ProgramRun v5 = replay(receiver, file, {}), v9 = replay(receiver, file, {"-v", "9"});
+    ASSERT_EQ(v5.datagrams.size() + v9.datagrams.size(), 2u);
+    expect_headers(v5, started);
+    expect_headers(v9, started);
+    // v5: the IPv6 flow is skipped; src_as 70000 keeps its lower 16 bits.
+    EXPECT_EQ(hex(v5.datagrams[0], 0, 4), "00 05 00 01");
+    EXPECT_EQ(hex(v5_record(v5.datagrams[0], 0)), "0a 00 00 01 c0 a8 01 02 0a 00 00 fe 00 03 00 04 00 00 00 05 00 00 10 00 "
+                                                   "11 11 11 11 22 22 22 22 12 34 00 50 00 1b 06 10 11 70 fd e9 18 10 00 00");
+    // v9: both templates first, then 256 before 257 whatever the arrival order, each padded to 4 bytes.
+    const V9Datagram packet = parse_v9(v9.datagrams[0]);
+    EXPECT_EQ(std::tie(packet.version, packet.count), std::make_tuple(9u, 4u));
+    ASSERT_EQ(packet.flowsets.size(), 3u);
+    const string fields = "00 08 00 04 00 0c 00 04 00 3e 00 04 00 07 00 02 00 0b 00 02 00 10 00 04 00 11 00 04 "
+                          "00 0a 00 02 00 0e 00 02 00 01 00 04 00 02 00 04 00 05 00 01 00 06 00 01 00 04 00 01";
+    const string rest = "12 34 00 50 00 01 11 70 00 00 fd e9 00 03 00 04 00 00 10 00 00 00 00 05 10 1b 06 00";
+    EXPECT_EQ(std::tie(packet.flowsets[0].id, packet.flowsets[1].id, packet.flowsets[2].id), std::make_tuple(0u, 256u, 257u));
+    EXPECT_EQ(hex(packet.flowsets[0].body), "01 00 00 0e " + fields + " 01 01 00 0e 00 1b 00 10 00 1c 00 10 00 3e 00 10" + fields.substr(35));
+    EXPECT_EQ(hex(packet.flowsets[1].body), "0a 00 00 01 c0 a8 01 02 0a 00 00 fe " + rest);
+    EXPECT_EQ(hex(packet.flowsets[2].body), "20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 20 01 0d b8 00 00 00 00 "
+                                            "00 00 00 00 00 00 00 02 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 01 " + rest);
+}
+
+TEST(StrellReplay, V9FillsDatagramsUpTo1500BytesWithTheTemplatesInTheFirstOnly) {
+    const struct {
+        const char* traffic;
+        std::vector<std::pair<int, bool>> runs;  // flows, IPv6
+        std::vector<size_t> sizes;
+    } cases[] = {
+        {"IPv4: 34 records beside the templates, then 37", {{76, false}}, {1476, 1468, 20 + 4 + 5 * 39 + 1}},
+        {"IPv6: 18, then 19", {{38, true}}, {1500, 1452, 20 + 4 + 76}},
+        {"a flow of the other family that does not fit", {{34, false}, {1, true}}, {1476, 20 + 4 + 76}},
+        {"no flow: the templates alone", {}, {144}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.traffic);
+        TempDir dir;
+        std::vector<string> lines;
+        for (const auto& [flows, v6] : c.runs) {
+            for (int i = 0; i < flows; ++i) lines.push_back(flow_line(lines.size(), v6));
+        }
+        UdpReceiver receiver;
+        const auto started = static_cast<uint32_t>(time(nullptr));
+        const ProgramRun run = replay(receiver, write_detail_file(dir, "flows.vorn", "new", lines), {"-v", "9"});
+        expect_headers(run, started);
+        std::vector<size_t> sizes;
+        for (size_t d = 0; d < run.datagrams.size(); ++d) {
+            sizes.push_back(run.datagrams[d].size());
+            EXPECT_EQ(parse_v9(run.datagrams[d]).flowsets.at(0).id == 0, d == 0);
+        }
+        EXPECT_EQ(sizes, c.sizes);
+    }
+}
+
+TEST(StrellReplay, V9DeliversEveryFlowOfALongMixedRunOnceAndInOrder) {
+    // Runs of either family of varying length, so that flowsets of both ids open and close in every order.
+    std::vector<bool> v6;
+    for (uint32_t state = 12345; v6.size() < 1500;) {
+        state = state * 1103515245u + 12345u;
+        v6.insert(v6.end(), 1 + (state >> 20) % 40, (state >> 16) % 3 == 0);
+    }
+    std::vector<string> lines;
+    std::vector<uint32_t> expected[2], seen[2];
+    for (size_t n = 0; n < v6.size(); ++n) {
+        lines.push_back(flow_line(n, v6[n]));
+        expected[v6[n]].push_back(uint32_t(n));
+    }
+    TempDir dir;
+    UdpReceiver receiver;
+    int64_t last_sent = -1;
+    for (const Datagram& datagram : replay(receiver, write_detail_file(dir, "mixed.vorn", "new", lines), {"-v", "9"}).datagrams) {
+        EXPECT_LE(datagram.size(), 1500u);
+        int64_t first = INT32_MAX, last = -1;
+        for (const V9Flowset& flowset : parse_v9(datagram).flowsets) {
+            const bool family_v6 = flowset.id == 257;
+            const size_t size = family_v6 ? 75 : 39;
+            for (size_t at = 0; flowset.id != 0 && at + size <= flowset.body.size(); at += size) {
+                const uint32_t n = be(flowset.body, at + (family_v6 ? 48 : 12), 2);
+                EXPECT_EQ(be(flowset.body, at + (family_v6 ? 12 : 0), 4), family_v6 ? n : 0x0a000000u + n);
+                seen[family_v6].push_back(n);
+                std::tie(first, last) = std::make_pair(std::min<int64_t>(first, n), std::max<int64_t>(last, n));
+            }
+        }
+        EXPECT_GT(first, last_sent) << "flows out of order across datagrams";
+        last_sent = last;
+    }
+    EXPECT_EQ(seen[0], expected[0]);
+    EXPECT_EQ(seen[1], expected[1]);
 }
 
 TEST(StrellReplay, UnreadableFilesEndQuietlyAfterTheirDebugLine) {
