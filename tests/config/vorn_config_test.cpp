@@ -1,8 +1,6 @@
 #include "config/vorn_config.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cstring>
@@ -86,24 +84,6 @@ TEST(VornConfig, FailuresAreLoggedAndReportedByReturnCodes) {
     EXPECT_EQ(logged.lines, (Lines{{3, "Config", "/nonexistent-strell-dir/a.conf: No such file or directory"},
                                    {3, "Config", "Can't open pid file /nonexistent-strell-dir/pid: No such file or directory"},
                                    {3, "Config", "Can't unlink pid file /nonexistent-strell-dir/pid: No such file or directory"}}));
-}
-
-TEST(VornConfigDeathTest, ShortPidWriteLogsDeletesTheFileAndReturns22) {
-    StrellTest::TempDir dir;
-    const std::string path = dir.file("pid");
-    // A file size limit of 0 makes the write fail; only a child may live with that.
-    EXPECT_EXIT(
-        {
-            signal(SIGXFSZ, SIG_IGN);
-            const rlimit none{};
-            setrlimit(RLIMIT_FSIZE, &none);
-            StrellTest::RecordingLogger logged;
-            VornConfig config("Config", path);
-            const bool ok = config.pid_create() == 22 && !std::filesystem::exists(path) &&
-                            (logged.lines == Lines{{3, "Config", "Can't write to pid file " + path + ": File too large"}});
-            _exit(ok ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

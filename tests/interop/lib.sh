@@ -1,74 +1,52 @@
 # What the scripted checks share: their arguments (strell, vorn-detail,
-# udp_capture), a work directory, assertions that name what they compare,
-# nfcapd on a free loopback port, a capture for tshark and a mixed detail file.
+# udp_capture), a work directory, named assertions, nfcapd on a free loopback
+# port, a capture for tshark and a mixed detail file.
 set -euo pipefail
-STRELL=$1
-VORN_DETAIL=$2
-CAPTURE=$3
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/strell-interop.XXXXXX")
-PIDS=()
+STRELL=$1 VORN_DETAIL=$2 CAPTURE=$3 WORK=$(mktemp -d "${TMPDIR:-/tmp}/strell-interop.XXXXXX") PIDS=()
 trap 'kill "${PIDS[@]}" 2>/dev/null; rm -rf "$WORK"' EXIT
-
 fail() { echo "FAIL: $*" >&2; exit 1; }
-expect_eq() {  # what expected actual
-    [ "$2" == "$3" ] || fail "$1: expected '$2', got '$3'"
-    echo "ok: $1 = $3"
-}
+expect_eq() { [ "$2" == "$3" ] || fail "$1: expected '$2', got '$3'"; echo "ok: $1 = $3"; }
+# Waits, 10 s at most, until the command succeeds.
+await() { local i; for i in $(seq 1 200); do "$@" && return 0; sleep 0.05; done; return 1; }
 
-# nfcapd writing into $WORK/flows, retried on a taken port. Its large socket
+# nfcapd writing into $WORK/flows, retried on a taken port; its large socket
 # buffer keeps it from dropping datagrams of a paced run.
 start_nfcapd() {
-    rm -rf "$WORK/flows" && mkdir "$WORK/flows"
-    local try i
+    local try
     for try in $(seq 1 20); do
+        rm -rf "$WORK/flows" && mkdir "$WORK/flows"
         NFCAPD_PORT=$((20000 + RANDOM % 40000))
         nfcapd -w "$WORK/flows" -b 127.0.0.1 -p "$NFCAPD_PORT" -B 4194304 >"$WORK/nfcapd.log" 2>&1 &
-        NFCAPD_PID=$!
-        PIDS+=("$NFCAPD_PID")
-        for i in $(seq 1 50); do
-            grep -q Startup "$WORK/nfcapd.log" && sleep 0.2 && kill -0 "$NFCAPD_PID" 2>/dev/null && return 0
-            kill -0 "$NFCAPD_PID" 2>/dev/null || break
-            sleep 0.1
-        done
+        NFCAPD_PID=$! && PIDS+=($!)
+        await grep -q Startup "$WORK/nfcapd.log" && sleep 0.3 && kill -0 "$NFCAPD_PID" 2>/dev/null && return 0
     done
     fail "nfcapd did not start: $(cat "$WORK/nfcapd.log")"
 }
 
-# Stops nfcapd, so that it closes its file, and prints the fields nfdump
-# shows of every flow, sorted; "-v5" leaves out the AS numbers, which
-# synthetic v5 records carry at random.
+# Stops nfcapd, so that it closes its file, and prints the fields nfdump shows
+# of every flow, sorted; -v5 leaves out the AS numbers (random in synthetic v5).
 nfdump_flows() {
-    sleep 0.5
-    kill -TERM "$NFCAPD_PID"
-    wait "$NFCAPD_PID" || true
+    sleep 0.5 && kill -TERM "$NFCAPD_PID" && wait "$NFCAPD_PID" || true
     local as="|%sas|%das"
     [ "${1:-}" == -v5 ] && as=""
     nfdump -R "$WORK/flows" -q -6 -o "fmt:%sa|%da|%nh|%sp|%dp$as|%in|%out|%byt|%pkt|%tos|%flg|%pr" | tr -d ' ' | sort
 }
 
-# Runs "$WRAP strell ARGS -h ADDRESS -p PORT" into udp_capture; decode runs
-# tshark on what it caught.
-capture() {  # address, strell arguments
-    local address=$1
-    shift
-    rm -f "$WORK/port"
+# Runs "$WRAP strell ARGS -h ADDRESS -p PORT" into udp_capture.
+capture() {
+    local address=$1 && shift && rm -f "$WORK/port"
     "$CAPTURE" "$address" "$WORK/port" "$WORK/capture.pcap" >"$WORK/captured" &
     PIDS+=($!)
-    local i
-    for i in $(seq 1 100); do [ -s "$WORK/port" ] && break; sleep 0.05; done
-    [ -s "$WORK/port" ] || fail "udp_capture did not start"
+    await test -s "$WORK/port" || fail "udp_capture did not start"
     ${WRAP:-} "$STRELL" "$@" -h "$address" -p "$(cat "$WORK/port")" >"$WORK/strell.out"
     wait "${PIDS[-1]}" || fail "udp_capture failed"
 }
-decode() { tshark -r "$WORK/capture.pcap" -d "udp.port==$(cat "$WORK/port"),cflow" "$@" 2>"$WORK/tshark.err"; }
-# One line per packet, fields joined by commas.
-fields() { decode -T fields -E separator=, -E occurrence=a -E aggregator=' ' "$@"; }
 
 # A new-format detail file of 10,000 records in runs of 75 IPv4 and 25 IPv6
-# records (so that v9 datagrams of one family and of both occur), written by
+# ones (so that v9 datagrams of one family and of both occur), written by
 # vorn-detail; $WORK/mixed.txt holds what nfdump must show of each, sorted.
 make_mixed_file() {
-    awk -v expected="$WORK/mixed.unsorted" 'BEGIN {
+    awk -v expected="$WORK/mixed.txt" 'BEGIN {
         for (i = 0; i < 10000; i++) {
             if (i % 100 >= 75) { s = sprintf("2001:db8::%x", i + 1); d = "2001:db8:ffff::53"; nh = "fe80::1" }
             else { s = sprintf("10.%d.%d.%d", int(i / 65536), int(i / 256) % 256, i % 256); d = "192.168.7.9"; nh = "10.0.0.254" }
@@ -77,8 +55,7 @@ make_mixed_file() {
             printf "\"router_ip_netflow_from\":\"10.0.0.1\",\"s_addr\":\"%s\",\"slink_id\":%d,\"sport\":%d,\"src_as\":%d,", s, 500 + i % 11, 1024 + i, 64496 + i % 4
             printf "\"src_mask\":32,\"tclass\":%d,\"tcp_flags\":%d,\"timestamp\":%d,\"tos\":%d,\"ts_first\":%d,\"ts_last\":%d}\n", i % 3, (i % 2) ? 0 : 27, 1700000000 + i, i % 4, 3600000 + i, 3601000 + i
             printf "%s|%s|%s|%d|%d|%d|64500|%d|%d|%d|%d|%d|%s|%s\n", s, d, nh, 1024 + i, 443 + i % 3, 64496 + i % 4,
-                1 + i % 5, 2 + i % 5, 1000 + i, 1 + i % 97, i % 4, (i % 2) ? "........" : "...AP.SF", (i % 2) ? "UDP" : "TCP" > expected
+                1 + i % 5, 2 + i % 5, 1000 + i, 1 + i % 97, i % 4, (i % 2) ? "........" : "...AP.SF", (i % 2) ? "UDP" : "TCP" | "sort > " expected
         }
     }' | "$VORN_DETAIL" write --format new "$WORK/mixed.vorn" 2>/dev/null
-    sort "$WORK/mixed.unsorted" >"$WORK/mixed.txt"
 }

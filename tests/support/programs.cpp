@@ -1,71 +1,39 @@
 #include "programs.h"
 
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstdio>
-#include <stdexcept>
-#include <thread>
+#include <cstdlib>
+#include <future>
+
+#include "temp_dir.h"
 
 namespace StrellTest {
 
-namespace {
-
-std::string contents(FILE* file) {
-    std::string text;
-    std::rewind(file);
-    for (int c; (c = std::fgetc(file)) != EOF;) text += static_cast<char>(c);
-    std::fclose(file);
-    return text;
-}
-
-void take_datagrams(UdpReceiver* receiver, ProgramRun& run) {
-    if (receiver == nullptr) return;
-    for (Datagram& datagram : receiver->collect(std::chrono::milliseconds(0))) run.datagrams.push_back(datagram);
-}
-
-}  // namespace
-
 ProgramRun run_program(const std::string& path, const std::vector<std::string>& args, UdpReceiver* receiver,
-                const std::string& input) {
-    FILE* in = std::tmpfile();
-    FILE* out = std::tmpfile();
-    FILE* err = std::tmpfile();
-    if (in == nullptr || out == nullptr || err == nullptr) throw std::runtime_error("tmpfile failed");
-    std::fputs(input.c_str(), in);
-    std::rewind(in);
-    std::vector<std::string> copies = args;
-    copies.insert(copies.begin(), path);
-    std::vector<char*> argv;
-    for (std::string& arg : copies) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-
-    const pid_t pid = ::fork();
-    if (pid < 0) throw std::runtime_error("fork failed");
-    if (pid == 0) {
-        ::dup2(::fileno(in), STDIN_FILENO);
-        ::dup2(::fileno(out), STDOUT_FILENO);
-        ::dup2(::fileno(err), STDERR_FILENO);
-        ::execv(argv[0], argv.data());
-        ::_exit(127);
-    }
+                       const std::string& input) {
+    const TempDir dir;
+    const auto quoted = [](const std::string& text) {
+        std::string out = "'";
+        for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return out + "'";
+    };
+    // exec: the status is the program's own, an ending signal included.
+    std::string command = "exec timeout -s KILL 60 " + quoted(path);
+    for (const std::string& arg : args) command += " " + quoted(arg);
+    command += " <" + quoted(dir.write("in", input)) + " >" + quoted(dir.file("out")) + " 2>" + quoted(dir.file("err"));
+    auto finished = std::async(std::launch::async, [&command] { return std::system(command.c_str()); });
     ProgramRun run;
-    int status = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (::waitpid(pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) ::kill(pid, SIGKILL);
-        take_datagrams(receiver, run);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    // Loopback delivery is done when sendto returns: everything is queued by now.
-    take_datagrams(receiver, run);
-    std::fclose(in);
+    const auto take = [&] {
+        for (Datagram& datagram : receiver ? receiver->collect(std::chrono::milliseconds(0)) : std::vector<Datagram>())
+            run.datagrams.push_back(std::move(datagram));
+    };
+    while (finished.wait_for(std::chrono::milliseconds(2)) != std::future_status::ready) take();
+    take();  // loopback delivery is done when sendto returns: everything is queued by now
+    const int status = finished.get();
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    run.out = contents(out);
-    run.err = contents(err);
+    run.out = read_file(dir.file("out"));
+    run.err = read_file(dir.file("err"));
     return run;
 }
 
