@@ -8,8 +8,7 @@
 #include "recording_logger.h"
 #include "temp_dir.h"
 
-namespace Vorn {
-namespace {
+using namespace Vorn;
 
 using StrellTest::read_file;
 using Lines = std::vector<StrellTest::RecordingLogger::Line>;
@@ -38,20 +37,6 @@ TEST(VornConfig, ImportSplitsAtTheFirstEqualsSkipsCommentsAndSectionsAndLogsLine
     std::string value;
     config.get("key", value);
     EXPECT_EQ(value, "value");
-}
-
-TEST(VornConfig, CharacterBufferGetWritesAtMostSizeCharactersWithoutAZero) {
-    VornConfig config("Config", "/nonexistent-strell-dir/pid");
-    char key[] = "key", abcdef[] = " \t\v abcdef \f\r\n", empty_key[] = "empty", empty[] = "";
-    config.set(key, abcdef);
-    config.set(empty_key, empty);
-    char out[] = "ZZZZZZZ";
-    config.get(key, out, 4);
-    EXPECT_STREQ(out, "abcdZZZ");
-    config.get(empty_key, out, 4);
-    EXPECT_EQ(std::memcmp(out, "\0bcdZZZ", 8), 0);
-    EXPECT_THROW(config.set(key, nullptr), std::logic_error);
-    EXPECT_THROW(config.set(nullptr, key), std::logic_error);
 }
 
 TEST(VornConfig, PidFileIsCreatedWithMode0644OverwrittenInPlaceAndDeletedByTheDestructor) {
@@ -85,6 +70,3 @@ TEST(VornConfig, FailuresAreLoggedAndReportedByReturnCodes) {
                                    {3, "Config", "Can't open pid file /nonexistent-strell-dir/pid: No such file or directory"},
                                    {3, "Config", "Can't unlink pid file /nonexistent-strell-dir/pid: No such file or directory"}}));
 }
-
-}  // namespace
-}  // namespace Vorn

@@ -6,8 +6,7 @@
 #include "stat/detailed_info_file_parser.h"
 #include "temp_dir.h"
 
-namespace Vorn {
-namespace {
+using namespace Vorn;
 
 using Lines = std::vector<std::string>;
 using Results = std::vector<int>;
@@ -122,7 +121,7 @@ TEST(DetailedInfoFileParser, OldFilesShowFirstAndFinal76BytesAndReadWholeRecords
     }
 }
 
-TEST(DetailedInfoFileParser, NewFileShowsItsFirstRecordAndTheLaterSizeOfARepeatedField) {
+TEST(DetailedInfoFileParser, NewFileShowsItsFirstRecordToTheFilterAndReadsFromIt) {
     Probed p(new_format({{8, 4}}, {{1, {8}}}).u8({0x01}).u32(0xC0A80001).u8({0x01}).u32(0xC0A80002), true, 5);
     EXPECT_EQ(p.probe_result, 5);
     ASSERT_EQ(p.shown.size(), 1u);
@@ -130,16 +129,6 @@ TEST(DetailedInfoFileParser, NewFileShowsItsFirstRecordAndTheLaterSizeOfARepeate
     EXPECT_EQ(p.checked, 0u);
     EXPECT_EQ(p.read_all().results, (Results{1, 1}));  // from the first record again
     EXPECT_EQ(p.record.s_addr.to_string(), "192.168.0.2");
-    // Field 8 of 2 bytes, then of 4; data id 1 described twice.
-    Probed repeated(Bytes().u8({0x02, 0x02, 0x08, 0x02, 0x08, 0x04, 0x02, 0x01, 0x01, 0x08, 0x01, 0x01, 0x08})
-                        .u8({0x01, 0x01, 0x01, 0x01, 0x01, 0x02, 0x02, 0x02, 0x02}));
-    EXPECT_EQ(repeated.shown.at(0).s_addr.to_string(), "2.2.2.2");
-    DetailedInfoFileParser::FieldDescriptions fields;
-    DetailedInfoFileParser::DataDescriptions data;
-    repeated.parser.get_metadata(fields, data);  // only the field descriptions reach the caller
-    EXPECT_EQ(fields, (DetailedInfoFileParser::FieldDescriptions{{0x08, 0x04}}));
-    EXPECT_TRUE(data.empty());
-    EXPECT_EQ(repeated.read_all().results, Results{1});
 }
 
 TEST(DetailedInfoFileParser, RecordsFillTheirFieldsAndKeepThePreviousValuesOfAbsentOnes) {
@@ -211,6 +200,3 @@ TEST(DetailedInfoFileParser, TheFilterDecidesWhichRecordsParseKeeps) {
     EXPECT_EQ(p.output.back().tclass, 7u);
     EXPECT_TRUE(p.read_all().results.empty());  // parse closed the file
 }
-
-}  // namespace
-}  // namespace Vorn

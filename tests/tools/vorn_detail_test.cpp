@@ -4,8 +4,7 @@
 #include "detail_lines.h"
 #include "netflow_wire.h"
 
-namespace StrellTest {
-namespace {
+using namespace StrellTest;
 
 using nlohmann::json;
 using std::string;
@@ -104,6 +103,3 @@ TEST(VornDetail, UsageErrorsEndWithStatus2) {
     EXPECT_EQ(format.status, 2);
     EXPECT_EQ(format.err, "vorn-detail: unknown format 'csv' (new or old)\n");
 }
-
-}  // namespace
-}  // namespace StrellTest

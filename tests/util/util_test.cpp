@@ -10,8 +10,7 @@
 #include "util/thread.h"
 #include "util/time_utils.h"
 
-namespace Vorn {
-namespace {
+using namespace Vorn;
 
 // Runs until asked to stop (5 s at most), or leaves through exit() when `quit` is set.
 struct Worker : Thread {
@@ -64,6 +63,3 @@ TEST(Utilities, TextNumbersDatesAndTheStackInTheLog) {
     EXPECT_EQ(logged.lines[0], StrellTest::RecordingLogger::Line(Logger::Debug, "util_log", "state dump"));
     EXPECT_EQ(logged.lines[1], StrellTest::RecordingLogger::Line(Logger::Trace, "trace", "Obtained " + std::to_string(logged.lines.size() - 2) + " stack frames."));
 }
-
-}  // namespace
-}  // namespace Vorn
