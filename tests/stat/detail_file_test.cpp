@@ -42,16 +42,15 @@ Bytes& old_record(Bytes& b, uint32_t s_addr, uint32_t d_pkt, uint32_t tclass) {
 struct Probed : Logger, Filter {
     StrellTest::TempDir dir;
     std::string path;
-    int answer;
+    int answer, probe_result;
     bool keep;
-    std::vector<TrafficStat> shown;
     size_t checked = 0;
+    std::vector<TrafficStat> shown;
     Lines probe_lines, lines;
     Results results;
     TrafficStat record;
     std::list<TrafficStat> output;
     DetailedInfoFileParser parser;
-    int probe_result;
 
     explicit Probed(const Bytes& bytes, bool keep = true, int answer = 0, const char* name = "detail.vorn")
         : path(dir.file(name)), answer(answer), keep(keep) {

@@ -26,14 +26,6 @@ inline std::string hex(const Datagram& d, size_t begin = 0, size_t end = SIZE_MA
     return text;
 }
 
-struct V5Header {
-    uint32_t version, count, sys_uptime, unix_secs, unix_nsecs, sequence, engine;
-};
-
-inline V5Header v5_header(const Datagram& d) {
-    return {be(d, 0, 2), be(d, 2, 2), be(d, 4, 4), be(d, 8, 4), be(d, 12, 4), be(d, 16, 4), be(d, 20, 4)};
-}
-
 inline Datagram v5_record(const Datagram& d, size_t index) {
     const auto start = d.begin() + static_cast<long>(24 + 48 * index);
     return Datagram(start, start + 48);
