@@ -1,16 +1,12 @@
-# What the scripted checks share: their arguments (strell, vorn-detail,
-# udp_capture), a work directory, named assertions, nfcapd on a free loopback
-# port, a capture for tshark and a mixed detail file.
+# Shared by the checks against nfcapd/nfdump, tshark and valgrind; arguments: strell, vorn-detail, udp_capture.
 set -euo pipefail
 STRELL=$1 VORN_DETAIL=$2 CAPTURE=$3 WORK=$(mktemp -d "${TMPDIR:-/tmp}/strell-interop.XXXXXX") PIDS=()
 trap 'kill "${PIDS[@]}" 2>/dev/null; rm -rf "$WORK"' EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
 expect_eq() { [ "$2" == "$3" ] || fail "$1: expected '$2', got '$3'"; echo "ok: $1 = $3"; }
-# Waits, 10 s at most, until the command succeeds.
 await() { local i; for i in $(seq 1 200); do "$@" && return 0; sleep 0.05; done; return 1; }
 
-# nfcapd writing into $WORK/flows, retried on a taken port; its large socket
-# buffer keeps it from dropping datagrams of a paced run.
+# nfcapd on a free port; its large buffer keeps it from dropping datagrams of a paced run.
 start_nfcapd() {
     local try
     for try in $(seq 1 20); do
@@ -23,8 +19,7 @@ start_nfcapd() {
     fail "nfcapd did not start: $(cat "$WORK/nfcapd.log")"
 }
 
-# Stops nfcapd, so that it closes its file, and prints the fields nfdump shows
-# of every flow, sorted; -v5 leaves out the AS numbers (random in synthetic v5).
+# Stops nfcapd (it closes its file) and prints the flows nfdump shows; -v5: no AS numbers (random in synthetic v5).
 nfdump_flows() {
     sleep 0.5 && kill -TERM "$NFCAPD_PID" && wait "$NFCAPD_PID" || true
     local as="|%sas|%das"
@@ -32,7 +27,6 @@ nfdump_flows() {
     nfdump -R "$WORK/flows" -q -6 -o "fmt:%sa|%da|%nh|%sp|%dp$as|%in|%out|%byt|%pkt|%tos|%flg|%pr" | tr -d ' ' | sort
 }
 
-# Runs "$WRAP strell ARGS -h ADDRESS -p PORT" into udp_capture.
 capture() {
     local address=$1 && shift && rm -f "$WORK/port"
     "$CAPTURE" "$address" "$WORK/port" "$WORK/capture.pcap" >"$WORK/captured" &
@@ -42,9 +36,7 @@ capture() {
     wait "${PIDS[-1]}" || fail "udp_capture failed"
 }
 
-# A new-format detail file of 10,000 records in runs of 75 IPv4 and 25 IPv6
-# ones (so that v9 datagrams of one family and of both occur), written by
-# vorn-detail; $WORK/mixed.txt holds what nfdump must show of each, sorted.
+# 10,000 records in runs of 75 IPv4, 25 IPv6 (v9 datagrams of one family and of both); $WORK/mixed.txt: nfdump's view.
 make_mixed_file() {
     awk -v expected="$WORK/mixed.txt" 'BEGIN {
         for (i = 0; i < 10000; i++) {

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# valgrind's memcheck over v5 and v9 replays of the mixed file: it flags
-# uninitialised bytes handed to sendto, which AddressSanitizer does not.
+# valgrind over v5 and v9 replays: it flags uninitialised bytes handed to sendto, which ASan does not.
 source "$(dirname "$0")/lib.sh"
 make_mixed_file
 for version in 5 9; do

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# nfcapd receives what strell sends and nfdump shows every flow with the
-# fields it was given. $4: synthetic-v5, synthetic-v9 or replay.
+# nfdump shows every flow nfcapd got from strell with its fields. $4: synthetic-v5, synthetic-v9 or replay.
 source "$(dirname "$0")/lib.sh"
 options=(-z 1234 -x 443 -i 3 -o 12 -b 150000 -P 120 -j 7 -k 27 -l 6)
 fields="1234|443|3|12|150000|120|7|...AP.SF|TCP"
@@ -16,8 +15,7 @@ synthetic-v9)
     expect_eq "flows" "100 10.1.2.3|192.168.7.9|172.16.0.254|$fields
 50 2001:db8::1|2001:db8:ffff::2|fe80::1|$fields" "$(nfdump_flows | uniq -c | sed 's/^ *//')" ;;
 replay)
-    # v9 announces an IPv4 next hop as a 4-byte IPV6_NEXT_HOP field, which nfcapd reads as the
-    # first bytes of an IPv6 address; v5 carries the IPv4 flows only.
+    # v9 announces an IPv4 next hop as a 4-byte IPV6_NEXT_HOP, read as the start of an IPv6 address.
     make_mixed_file
     for version in 9 5; do
         [ "$version" == 5 ] && start_nfcapd

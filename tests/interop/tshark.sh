@@ -1,10 +1,8 @@
 #!/usr/bin/env bash
-# tshark's NetFlow dissector decodes what strell sends. $4: synthetic-v5,
-# synthetic-v9 or replay.
+# tshark's NetFlow dissector decodes what strell sends. $4: synthetic-v5, synthetic-v9 or replay.
 source "$(dirname "$0")/lib.sh"
 decode() { tshark -r "$WORK/capture.pcap" -d "udp.port==$(cat "$WORK/port"),cflow" "$@" 2>"$WORK/tshark.err"; }
 fields() { decode -T fields -E separator=, -E occurrence=a -E aggregator=' ' "$@"; }
-# The distinct values of each field, in the order given.
 distinct() { local f; for f in "$@"; do fields -e "cflow.$f" | tr ' ' '\n' | sort -u | tr '\n' ' '; done; }
 # The sequence number never advances, which the dissector flags; nothing else may be flagged.
 expect_no_warnings() {
@@ -35,9 +33,7 @@ replay)
     expect_no_warnings
     expect_eq "records per packet" "250 30" "$(fields -e cflow.count | sort | uniq -c | sed 's/^ *//')"
     expect_eq "sources" "$(grep -v '^2001' "$WORK/mixed.txt" | cut -d'|' -f1 | sort)" "$(fields -e cflow.srcaddr | tr ' ' '\n' | sort)"
-    # v9: both templates in the first datagram only. An IPv4 record announces its next hop as a
-    # 4-byte IPV6_NEXT_HOP field, as our collectors have always been fed: tshark flags exactly
-    # that and stops there; datagrams of IPv6 records alone decode whole.
+    # v9: templates in the first datagram only; tshark stops at the 4-byte IPV6_NEXT_HOP of an IPv4 record.
     capture 127.0.0.1 -u -f "$WORK/mixed.vorn" -v 9 -t 40 -c 70000
     expect_eq "datagrams with templates" "1:[Data-Template:256,257]" \
         "$(fields -e _ws.col.Info | grep -n Template | sed -E 's/:[^[]*/:/; s/\] \[Data.*/]/')"

@@ -157,11 +157,8 @@ TEST(FileAppender, ManyWritersLoseRepeatAndReorderNoLineAcrossUnboundedRotations
         logger.add_appender(appender);
         ASSERT_TRUE(start_worker(logger));
         std::vector<std::thread> writers;
-        for (int t = 0; t < kThreads; ++t) {
-            writers.emplace_back([&logger, t] {
-                for (int i = 0; i < kLines; ++i) logger.write(Logger::Info, "W", std::to_string(t * kLines + i));
-            });
-        }
+        for (int t = 0; t < kThreads; ++t)
+            writers.emplace_back([&logger, t] { for (int i = 0; i < kLines; ++i) logger.write(Logger::Info, "W", std::to_string(t * kLines + i)); });
         for (std::thread& writer : writers) writer.join();
         logger.stop();
         EXPECT_EQ(logger.dropped(), 0u);

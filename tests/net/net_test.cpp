@@ -116,24 +116,22 @@ TEST(Socket, MisuseThrowsPlainMessagesAndSystemFailuresAreDescribed) {
     EXPECT_GE(opened.get_native_socket(), 0);  // connect keeps it
 }
 
-TEST(Socket, DatagramsRoundTripOnBothFamiliesWhileOptionFailuresAreOnlyLogged) {
+TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     StrellTest::RecordingLogger log;
-    for (const std::string loopback : {"127.0.0.1", "::1"}) {
-        Socket receiver(Socket::UDP), sender(Socket::UDP);
-        receiver.set_option(SocketOption(SocketOption::tcp_nodelay, 1));     // not for UDP: fails
-        receiver.set_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown: skipped
-        receiver.listen(endpoint(loopback, 0));  // binds only: listen(2) fails for UDP
-        EXPECT_TRUE(receiver.get_local_endpoint().address == ip(loopback) && receiver.get_local_endpoint().port == 0);
-        sender.set_option(SocketOption(SocketOption::reuse_addr, 1));  // the generator's way
-        sender.listen({make_any_ip(ip(loopback).family()), 0});
-        EXPECT_EQ(sender.sendto("hello", 5, endpoint(loopback, bound_port(receiver))), 5U);
-        char data[16] = {};
-        Socket::Endpoint from;
-        EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 5U);
-        EXPECT_TRUE(std::string(data) == "hello" && from.address == ip(loopback) && from.port == bound_port(sender)) << loopback;
-    }
-    const auto failure = StrellTest::RecordingLogger::Line{7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)};
-    EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{failure, failure}));
+    Socket receiver(Socket::UDP), sender(Socket::UDP);
+    receiver.set_option(SocketOption(SocketOption::tcp_nodelay, 1));     // not for UDP: fails
+    receiver.set_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown: skipped
+    receiver.listen(endpoint("::1", 0));  // binds only: listen(2) fails for UDP
+    EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::1") && receiver.get_local_endpoint().port == 0);
+    sender.set_option(SocketOption(SocketOption::reuse_addr, 1));
+    sender.listen({make_any_ip(IPv6), 0});
+    EXPECT_EQ(sender.sendto("hello", 5, endpoint("::1", bound_port(receiver))), 5U);
+    char data[16] = {};
+    Socket::Endpoint from;
+    EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 5U);
+    EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::1") && from.port == bound_port(sender));
+    EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{
+                             {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)}}));
 }
 
 TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {

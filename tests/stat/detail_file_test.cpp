@@ -120,16 +120,6 @@ TEST(DetailedInfoFileParser, OldFilesShowFirstAndFinal76BytesAndReadWholeRecords
     }
 }
 
-TEST(DetailedInfoFileParser, NewFileShowsItsFirstRecordToTheFilterAndReadsFromIt) {
-    Probed p(new_format({{8, 4}}, {{1, {8}}}).u8({0x01}).u32(0xC0A80001).u8({0x01}).u32(0xC0A80002), true, 5);
-    EXPECT_EQ(p.probe_result, 5);
-    ASSERT_EQ(p.shown.size(), 1u);
-    EXPECT_EQ(p.shown[0].s_addr.to_string(), "192.168.0.1");
-    EXPECT_EQ(p.checked, 0u);
-    EXPECT_EQ(p.read_all().results, (Results{1, 1}));  // from the first record again
-    EXPECT_EQ(p.record.s_addr.to_string(), "192.168.0.2");
-}
-
 TEST(DetailedInfoFileParser, RecordsFillTheirFieldsAndKeepThePreviousValuesOfAbsentOnes) {
     // Alias ids (55 tos, 29/30 masks, 23/24 bytes and packets), 2-byte AS numbers;
     // data id 2 lacks tclass, data id 3 has no field at all.

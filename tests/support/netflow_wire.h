@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -18,11 +20,8 @@ inline uint32_t be(const Datagram& d, size_t at, size_t width) {
 // Bytes [begin, end) in the "0a 00 00 01" form.
 inline std::string hex(const Datagram& d, size_t begin = 0, size_t end = SIZE_MAX) {
     std::string text;
-    for (size_t i = begin; i < d.size() && i < end; ++i) {
-        if (!text.empty()) text += ' ';
-        text += "0123456789abcdef"[d[i] >> 4];
-        text += "0123456789abcdef"[d[i] & 15];
-    }
+    char byte[4];
+    for (size_t i = begin; i < std::min(end, d.size()); ++i) text += (std::snprintf(byte, 4, i > begin ? " %02x" : "%02x", d[i]), byte);
     return text;
 }
 

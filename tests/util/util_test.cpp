@@ -4,8 +4,6 @@
 #include <climits>
 #include <csignal>
 
-#include "log/diagnostics.h"
-#include "recording_logger.h"
 #include "util/string_utils.h"
 #include "util/thread.h"
 #include "util/time_utils.h"
@@ -49,7 +47,7 @@ TEST(Thread, RunsOnceWithSignalsBlockedAndClearsItsFlagsWhenItEndsByStopOrExit) 
     }
 }
 
-TEST(Utilities, TextNumbersDatesAndTheStackInTheLog) {
+TEST(Utilities, TextNumbersAndDates) {
     EXPECT_EQ(pf_str("%s|%d", std::string(5000, 'x').c_str(), 42), std::string(5000, 'x') + "|42");
     const unsigned char bytes[] = {0x0A, 0xFF};
     EXPECT_TRUE(to_hex_string(bytes, 2) == "0aff" && ftoa(1.5f, 3) == "1.500" && ftoa(0.1f, 10) == "0.1000000015");
@@ -57,9 +55,4 @@ TEST(Utilities, TextNumbersDatesAndTheStackInTheLog) {
     const int months[][3] = {{2024, 1, 29}, {1900, 1, 28}, {2000, 1, 29}, {2023, 1, 28}, {2023, 3, 30}, {2000, 12, 31}, {2000, -1, 31}};
     for (const auto& m : months) EXPECT_EQ(Time::get_days_in_month(m[0], m[1]), m[2]) << m[0] << "/" << m[1];
     EXPECT_EQ(Time::ctime(0), Time::ctimePopped(0) + "\n");
-    StrellTest::RecordingLogger logged;
-    print_log("state dump");
-    ASSERT_GE(logged.lines.size(), 3u);
-    EXPECT_EQ(logged.lines[0], StrellTest::RecordingLogger::Line(Logger::Debug, "util_log", "state dump"));
-    EXPECT_EQ(logged.lines[1], StrellTest::RecordingLogger::Line(Logger::Trace, "trace", "Obtained " + std::to_string(logged.lines.size() - 2) + " stack frames."));
 }
