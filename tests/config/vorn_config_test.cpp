@@ -29,14 +29,10 @@ TEST(VornConfig, ImportSplitsAtTheFirstEqualsSkipsCommentsAndSectionsAndLogsLine
     const std::pair<const char*, std::vector<std::string>> expected[] = {
         {"key", {"value", "second  "}}, {"key2", {"a=b"}}, {"empty", {""}}, {"b", {"1"}}, {"\ttabbed", {"t"}},
         {"long", {std::string(4090, 'v')}}, {"tabbed", {}}, {"# key", {}}, {"; key", {}}};
-    for (const auto& [key, values] : expected) {
-        std::vector<std::string> got;
-        config.get(key, got);
-        EXPECT_EQ(got, values) << key;
-    }
+    std::vector<std::string> got;
+    for (const auto& [key, values] : expected) EXPECT_EQ((got.clear(), config.get(key, got), got), values) << key;
     std::string value;
-    config.get("key", value);
-    EXPECT_EQ(value, "value");
+    EXPECT_EQ((config.get("key", value), value), "value");
 }
 
 TEST(VornConfig, PidFileIsCreatedWithMode0644OverwrittenInPlaceAndDeletedByTheDestructor) {

@@ -91,7 +91,7 @@ TEST(StrellRun, SyntheticV9RepeatsTheOptionValuesAsStrtolReadsThemUnderOneTempla
         {"0b101", 5}, {"0B11", 3}, {" \t-0b11", -3}, {"+0b1", 1}, {"0b1012", 5}, {"0x1f", 31}, {"017", 15},
         {"65001", 65001}, {"0b", 0}, {"0b2", 0}, {"-0b", 0}, {"b101", 0},
         {"0b" + string(64, '1'), LONG_MAX}, {"-0b1" + string(64, '0'), LONG_MIN}};
-    std::vector<string> options = {"-c", "1", "-i", "0b101", "-i", "12abc", "-z", "70000"};
+    std::vector<string> options = {"-v", "9", "-c", "1", "-i", "0b101", "-i", "12abc", "-z", "70000"};
     string fields = "01 00 00 11 00 0a 00 02 00 0a 00 02 00 07 00 02", record = "00 00 00 0c 11 70";
     for (const auto& [text, value] : numbers) {
         options.insert(options.end(), {"-n", text});
@@ -102,14 +102,12 @@ TEST(StrellRun, SyntheticV9RepeatsTheOptionValuesAsStrtolReadsThemUnderOneTempla
     const struct { std::vector<string> options; string template_hex, record_hex; std::vector<size_t> sizes, counts; } cases[] = {
         {options, fields, record + " 00 00", {20 + 4 + 4 + 17 * 4 + 4 + 64}, {2}},  // 62 bytes and padding
         // No option: empty records, 735 to a datagram.
-        {{"-c", "1000"}, "01 00 00 00", "", {32, 32}, {736, 266}},
+        {{"-v", "9", "-c", "1000"}, "01 00 00 00", "", {32, 32}, {736, 266}},
     };
     for (const auto& c : cases) {
         UdpReceiver receiver;
-        std::vector<string> args = c.options;
-        args.insert(args.begin(), {"-v", "9"});
-        const ProgramRun run = run_against(receiver, args);
-        expect_output(run, announcement(receiver), std::stoi(c.options[1]), c.sizes.size(), "NFv9");
+        const ProgramRun run = run_against(receiver, c.options);
+        expect_output(run, announcement(receiver), std::stoi(c.options[3]), c.sizes.size(), "NFv9");
         std::vector<size_t> sizes, counts;
         for (const Datagram& datagram : run.datagrams) {
             const V9Datagram packet = parse_v9(datagram);
@@ -206,10 +204,8 @@ TEST(StrellReplay, ThirtyIPv4FlowsADatagramAndA16BitCounterThatAbove65535SendsTh
     TempDir dir;
     std::vector<string> lines;
     std::vector<uint32_t> v4_packets;  // every seventh flow is IPv6: skipped in v5, yet counted
-    for (size_t i = 0; i < 5000; ++i) {
-        lines.push_back(flow_line(i, i % 7 == 6));
-        if (i % 7 != 6) v4_packets.push_back(uint32_t(i + 1));
-    }
+    for (uint32_t i = 0; i < 5000; ++i) lines.push_back(flow_line(i, i % 7 == 6));
+    for (uint32_t i = 0; i < 5000; ++i) if (i % 7 != 6) v4_packets.push_back(i + 1);
     const string file = write_detail_file(dir, "flows.vorn", "new", lines);
     // 70000 is 4464 in 16 bits and 65536 is 0: the counter never reaches either.
     // 35 hands over 30 IPv4 flows: one full datagram, and nothing left to force out.
@@ -243,8 +239,7 @@ TEST(StrellReplay, FlowsGoOutByteForByteInBothVersionsAfterTheDelay) {
     expect_headers(v5, started + 1);
     expect_headers(v9, started + 2);
     // v5: the IPv6 flow is skipped; src_as 70000 keeps its lower 16 bits.
-    EXPECT_EQ(hex(v5.datagrams[0], 0, 4), "00 05 00 01");
-    EXPECT_EQ(hex(v5_record(v5.datagrams[0], 0)), "0a 00 00 01 c0 a8 01 02 0a 00 00 fe 00 03 00 04 00 00 00 05 00 00 10 00 "
+    EXPECT_EQ(hex(v5.datagrams[0], 0, 4) + " " + hex(v5_record(v5.datagrams[0], 0)), "00 05 00 01 0a 00 00 01 c0 a8 01 02 0a 00 00 fe 00 03 00 04 00 00 00 05 00 00 10 00 "
                                                    "11 11 11 11 22 22 22 22 12 34 00 50 00 1b 06 10 11 70 fd e9 18 10 00 00");
     // v9: both templates first, then 256 before 257 whatever the arrival order, each padded to 4 bytes.
     const V9Datagram packet = parse_v9(v9.datagrams[0]);
@@ -280,9 +275,8 @@ TEST(StrellReplay, V9SendsEveryFlowOnceAndInOrderInDatagramsUpTo1500BytesTemplat
         TempDir dir;
         std::vector<string> lines;
         std::vector<uint32_t> expected[2], seen[2];
-        for (const auto& [flows, v6] : c.runs) {
+        for (const auto& [flows, v6] : c.runs)
             for (int i = 0; i < flows; ++i) expected[v6].push_back(uint32_t(lines.size())), lines.push_back(flow_line(lines.size(), v6));
-        }
         UdpReceiver receiver;
         const auto started = static_cast<uint32_t>(time(nullptr));
         const ProgramRun run = replay(receiver, write_detail_file(dir, "flows.vorn", "new", lines), {"-v", "9"});

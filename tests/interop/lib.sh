@@ -22,8 +22,7 @@ start_nfcapd() {
 # Stops nfcapd (it closes its file) and prints the flows nfdump shows; -v5: no AS numbers (random in synthetic v5).
 nfdump_flows() {
     sleep 0.5 && kill -TERM "$NFCAPD_PID" && wait "$NFCAPD_PID" || true
-    local as="|%sas|%das"
-    [ "${1:-}" == -v5 ] && as=""
+    local as="|%sas|%das" && [ "${1:-}" == -v5 ] && as=""
     nfdump -R "$WORK/flows" -q -6 -o "fmt:%sa|%da|%nh|%sp|%dp$as|%in|%out|%byt|%pkt|%tos|%flg|%pr" | tr -d ' ' | sort
 }
 

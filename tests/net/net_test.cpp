@@ -54,9 +54,9 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
     EXPECT_EQ(IP_address::from_raw(invalid, bytes, 4), ip("1.2.3.4"));
     EXPECT_EQ(IP_address::from_raw(IPv6, bytes, 16), v6(0x0102030405060708, 0x090A0B0C0D0E0F10));
     unsigned char out[16] = {};
-    ip("1.2.3.4").to_raw(out, 4);
-    EXPECT_EQ(std::memcmp(out, bytes, 4), 0);
-    expect_errors<IPAddressStrError>("IPAddressStrError: ", {{[] { ip("1.2.3"); }, "Invalid address format"}, {[] { ip(""); }, "Invalid address format"}});
+    EXPECT_EQ((ip("1.2.3.4").to_raw(out, 4), std::memcmp(out, bytes, 4)), 0);
+    expect_errors<IPAddressStrError>("IPAddressStrError: ", {{[] { ip("1.2.3"); }, "Invalid address format"},
+                                                             {[] { ip(""); }, "Invalid address format"}});
     expect_errors<IP_addressError>("IP_addressError: ", {
         {[&] { IP_address::from_raw(IPv6, bytes, 15); }, "ip_from_raw: invalid IPv6 raw address size"},
         {[&] { IP_address::from_raw(IPv4, bytes, 3); }, "ip_from_raw: invalid IPv4 raw address size"},

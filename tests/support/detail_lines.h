@@ -20,9 +20,7 @@ inline std::string flow_json(nlohmann::json given) {
         R"("nexthop_addr":"0.0.0.0","oface":0,"proto":0,"router_ip_netflow_from":"0.0.0.0","s_addr":"0.0.0.0",)"
         R"("slink_id":0,"sport":0,"src_as":0,"src_mask":0,"tclass":0,"tcp_flags":0,"timestamp":0,"tos":0,)"
         R"("ts_first":0,"ts_last":0})");
-    for (const auto& [key, value] : defaults.items()) {
-        if (!given.contains(key)) given[key] = value;
-    }
+    for (const auto& [key, value] : defaults.items()) given.emplace(key, value);
     return given.dump();
 }
 
@@ -31,9 +29,7 @@ inline std::string write_detail_file(const TempDir& dir, const std::string& name
                                      const std::vector<std::string>& lines) {
     std::string input;
     for (const std::string& line : lines) input += line + "\n";
-    if (vorn_detail({"write", "--format", format, dir.file(name)}, input).status != 0) {
-        throw std::runtime_error("vorn-detail could not write " + name);
-    }
+    if (vorn_detail({"write", "--format", format, dir.file(name)}, input).status != 0) throw std::runtime_error("cannot write " + name);
     return dir.file(name);
 }
 

@@ -9,8 +9,7 @@
 
 namespace StrellTest {
 
-ProgramRun run_program(const std::string& path, const std::vector<std::string>& args, UdpReceiver* receiver,
-                       const std::string& input) {
+ProgramRun run_program(const std::string& path, const Args& args, UdpReceiver* receiver, const std::string& input) {
     const TempDir dir;
     const auto quoted = [](const std::string& text) {
         std::string out = "'";

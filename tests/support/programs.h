@@ -15,16 +15,13 @@ struct ProgramRun {
     std::vector<Datagram> datagrams;  // what the receiver got while it ran
 };
 
+using Args = std::vector<std::string>;
 // Runs the program with args (argv[0] excluded) and input on its standard
 // input, draining receiver meanwhile. Killed after 60 s.
-ProgramRun run_program(const std::string& path, const std::vector<std::string>& args, UdpReceiver* receiver = nullptr,
-                const std::string& input = "");
+ProgramRun run_program(const std::string& path, const Args& args, UdpReceiver* receiver, const std::string& input);
 
-inline ProgramRun strell(const std::vector<std::string>& args, UdpReceiver* receiver = nullptr) {
-    return run_program(STRELL_BINARY, args, receiver);
-}
-
-inline ProgramRun vorn_detail(const std::vector<std::string>& args, const std::string& input = "") {
+inline ProgramRun strell(const Args& args, UdpReceiver* receiver = nullptr) { return run_program(STRELL_BINARY, args, receiver, ""); }
+inline ProgramRun vorn_detail(const Args& args, const std::string& input = "") {
     return run_program(VORN_DETAIL_BINARY, args, nullptr, input);
 }
 

@@ -17,12 +17,9 @@ struct RecordingLogger : Vorn::Logger {
     std::vector<Line> lines;
     RecordingLogger() { Vorn::LogFacility::init(this), Vorn::LogStream::init(this); }
     ~RecordingLogger() override {
-        Vorn::LogFacility::init(Vorn::LoggerImpl::instance());
-        Vorn::LogStream::init(Vorn::LoggerImpl::instance());
+        Vorn::LogFacility::init(Vorn::LoggerImpl::instance()), Vorn::LogStream::init(Vorn::LoggerImpl::instance());
     }
-    void write(Level level, const std::string& facility, const std::string& text) override {
-        lines.emplace_back(level, facility, text);
-    }
+    void write(Level level, const std::string& facility, const std::string& text) override { lines.emplace_back(level, facility, text); }
 };
 
 }  // namespace StrellTest

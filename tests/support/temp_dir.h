@@ -25,8 +25,7 @@ struct TempDir {
     std::string file(const std::string& name) const { return path + "/" + name; }
     // Writes the file and returns its path.
     std::string write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(file(name), std::ios::binary) << bytes;
-        return file(name);
+        return std::ofstream(file(name), std::ios::binary) << bytes, file(name);
     }
 };
 

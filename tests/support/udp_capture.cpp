@@ -14,9 +14,8 @@ int main(int argc, char** argv) {
     std::rename((std::string(argv[2]) + ".tmp").c_str(), argv[2]);  // never half a number
     std::vector<StrellTest::Datagram> datagrams;
     if (auto first = receiver.receive(std::chrono::seconds(30))) datagrams.push_back(*first);
-    for (auto& datagram : receiver.collect(std::chrono::milliseconds(1500), std::chrono::minutes(5))) {
-        datagrams.push_back(datagram);
-    }
+    const auto rest = receiver.collect(std::chrono::milliseconds(1500), std::chrono::minutes(5));
+    datagrams.insert(datagrams.end(), rest.begin(), rest.end());
     std::ofstream pcap(argv[3], std::ios::binary);
     const uint32_t header[6] = {0xa1b2c3d4, 0x00040002, 0, 0, 65535, 101};  // link type: raw IP
     pcap.write(reinterpret_cast<const char*>(header), sizeof header);

@@ -26,8 +26,7 @@ public:
 
     std::optional<Datagram> receive(std::chrono::milliseconds timeout);
     // Until `idle` passes without a datagram, or `limit` in all; idle 0 takes what is queued.
-    std::vector<Datagram> collect(std::chrono::milliseconds idle,
-                                  std::chrono::milliseconds limit = std::chrono::seconds(30));
+    std::vector<Datagram> collect(std::chrono::milliseconds idle, std::chrono::milliseconds limit = std::chrono::seconds(30));
 
 private:
     std::string address_;
