@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
+#include <unistd.h>
 
 #include "recording_logger.h"
 #include "temp_dir.h"

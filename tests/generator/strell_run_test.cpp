@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
 #include <climits>
 #include <ctime>
-#include <numeric>
 #include <regex>
 
 #include "detail_lines.h"
