@@ -40,6 +40,7 @@ replay)
     expect_eq "errors" "[Expert Info (Error/Malformed): Malformed Packet (Exception occurred)]
 [Expert Info (Error/Malformed): Trying to fetch an IPv6 address with length 4]" "$(decode -V | grep -o '\[Expert Info (Error.*' | sort -u)"
     fields -e cflow.srcaddrv6 -Y '!_ws.malformed' | tr ' ' '\n' | sort >"$WORK/v6.txt"
-    expect_eq "IPv6 records, as counted" "$(fields -e cflow.count -Y '!_ws.malformed' | awk '{ n += $1 } END { print n }')" "$(wc -l <"$WORK/v6.txt")"
+    counted=$(fields -e cflow.count -Y '!_ws.malformed' | awk '{ n += $1 } END { print n }')
+    expect_eq "IPv6 records, as counted" "$counted" "$(wc -l <"$WORK/v6.txt")"
     expect_eq "IPv6 sources not in the file" "" "$(grep '^2001' "$WORK/mixed.txt" | cut -d'|' -f1 | sort | comm -13 - "$WORK/v6.txt")" ;;
 esac

@@ -69,7 +69,8 @@ TEST(LoggerImpl, FullRingDropsTheNewestLineAndStopDrainsTheRestThenTheLastLine) 
         logger.stop();
     }
     ASSERT_EQ(lines.size(), LoggerImpl::kRingSize + 1);
-    for (size_t i = 0; i < LoggerImpl::kRingSize; i += 4999) EXPECT_EQ(unstamped(lines[i]), "<stamp>  Info  : " + thread_hex + " F: " + std::to_string(i) + "\n");
+    for (size_t i = 0; i < LoggerImpl::kRingSize; i += 4999)
+        EXPECT_EQ(unstamped(lines[i]), "<stamp>  Info  : " + thread_hex + " F: " + std::to_string(i) + "\n");
     EXPECT_EQ(lines.back(), "<LAST LINE>\n");
     EXPECT_EQ(Texts(calls.end() - 3, calls.end()), (Texts{"flush after " + std::to_string(lines.size()), "close", "delete"}));
 }
