@@ -25,14 +25,11 @@ void expect_errors(const char* prefix, const std::vector<std::pair<std::function
 }
 
 IP_address ip(const std::string& text) { return IP_address::from_string(text); }
-IP_address v6(uint64_t high, uint64_t low) {
-    IP_address address;
-    return address.from_int(long(high), long(low)), address;
-}
+IP_address v6(uint64_t high, uint64_t low) { IP_address a; return a.from_int(long(high), long(low)), a; }
 // No operation makes an address of another family; the family is its first field.
 IP_address invalid_address(const char* text = "1.2.3.4") {
-    IP_address address = ip(text);
-    return std::memset(static_cast<void*>(&address), 0, sizeof(int32_t)), address;
+    IP_address a = ip(text);
+    return std::memset(static_cast<void*>(&a), 0, sizeof(int32_t)), a;
 }
 const auto IPv4 = IP_address::IPv4, IPv6 = IP_address::IPv6, invalid = IP_address::Family(0);
 const uint64_t ones = ~0ULL, top = 1ULL << 63;

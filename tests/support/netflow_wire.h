@@ -25,11 +25,6 @@ inline std::string hex(const Datagram& d, size_t begin = 0, size_t end = SIZE_MA
     return text;
 }
 
-inline Datagram v5_record(const Datagram& d, size_t index) {
-    const auto start = d.begin() + static_cast<long>(24 + 48 * index);
-    return Datagram(start, start + 48);
-}
-
 // A flowset's body follows its 4-byte header and keeps its padding.
 struct V9Flowset {
     uint32_t id;

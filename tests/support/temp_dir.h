@@ -9,11 +9,7 @@
 
 namespace StrellTest {
 
-inline std::string read_file(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
+inline std::string read_file(const std::string& path) { return (std::ostringstream() << std::ifstream(path).rdbuf()).str(); }
 
 // A fresh directory under $TMPDIR (or /tmp), removed with everything in it.
 struct TempDir {

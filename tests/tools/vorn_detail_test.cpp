@@ -11,13 +11,11 @@ using std::string;
 
 // Every number differs from the others; d_oct and src_as need 32 bits.
 json flow(const char* s, const char* d, const char* nexthop, const char* ip, const char* router, int seed) {
-    json r = {{"s_addr", s}, {"d_addr", d}, {"nexthop_addr", nexthop}, {"ip", ip}, {"router_ip_netflow_from", router}};
+    json r = {{"s_addr", s}, {"d_addr", d}, {"nexthop_addr", nexthop}, {"ip", ip}, {"router_ip_netflow_from", router},
+              {"d_oct", 4000000000u - seed}, {"src_as", 70000 + seed}, {"timestamp", -86400 + seed}};
     const char* numbers[] = {"iface", "oface", "d_pkt", "ts_first", "ts_last", "sport", "dport", "tcp_flags",
                              "proto", "tos", "dst_as", "src_mask", "dst_mask", "slink_id", "account_id", "tclass"};
     for (int i = 0; i < 16; ++i) r[numbers[i]] = seed + i + 1;
-    r["d_oct"] = 4000000000u - seed;
-    r["src_as"] = 70000 + seed;
-    r["timestamp"] = -86400 + seed;
     r["human_timestamp"] = "Wed Dec 31 00:00:" + string(seed < 10 ? "0" : "") + std::to_string(seed) + " 1969";
     return r;
 }
@@ -38,8 +36,7 @@ TEST(VornDetail, DumpOfWriteGivesTheLinesBackInBothFormats) {
     const json v6[] = {flow("2001:db8::1", "2001:db8::2", "fe80::1", "::ffff:1.2.3.4", "::", 7),
                        flow("2001:db8::3", "10.9.8.7", "::", "10.0.0.1", "10.0.0.2", 9)};
     json ignored = v4[0];
-    ignored["login"] = "ignored";
-    ignored["human_timestamp"] = {1, 2};
+    ignored.update({{"login", "ignored"}, {"human_timestamp", {1, 2}}});
     const std::tuple<const char*, string, string> cases[] = {
         {"new", ignored.dump() + "\n\n" + flow_json(v4[1]) + "\n" + flow_json(v6[0]) + "\n" + flow_json(v6[1]) + "\n",
          flow_json(v4[0]) + "\n" + flow_json(v4[1]) + "\n" + flow_json(v6[0]) + "\n" + flow_json(v6[1]) + "\n"},
