@@ -29,10 +29,8 @@ ProgramRun run_program(const std::string& path, const Args& args, UdpReceiver* r
     while (finished.wait_for(std::chrono::milliseconds(2)) != std::future_status::ready) take();
     take();  // loopback delivery is done when sendto returns: everything is queued by now
     const int status = finished.get();
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    run.out = read_file(dir.file("out"));
-    run.err = read_file(dir.file("err"));
+    std::tie(run.status, run.signal) = std::make_pair(WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+    std::tie(run.out, run.err) = std::make_pair(read_file(dir.file("out")), read_file(dir.file("err")));
     return run;
 }
 

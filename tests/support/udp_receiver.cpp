@@ -44,11 +44,8 @@ std::optional<Datagram> UdpReceiver::receive(std::chrono::milliseconds timeout) 
 std::vector<Datagram> UdpReceiver::collect(std::chrono::milliseconds idle, std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     std::vector<Datagram> datagrams;
-    while (std::chrono::steady_clock::now() < deadline) {
-        auto datagram = receive(idle);
-        if (!datagram) break;
+    for (auto datagram = receive(idle); datagram; datagram = std::chrono::steady_clock::now() < deadline ? receive(idle) : std::nullopt)
         datagrams.push_back(std::move(*datagram));
-    }
     return datagrams;
 }
 
