@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "config/vorn_config.h"
-#include "fuzz_temp_path.h"
+#include "temp_dir.h"
 
 namespace {
 
@@ -41,13 +41,9 @@ void check_key(const Vorn::VornConfig& config, std::string key) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const fuzz::TempPath config_path("config_fuzz"), pid_path("config_fuzz_pid");
-    FILE* file = std::fopen(config_path.str().c_str(), "wb");
-    if (file == nullptr || (size > 0 && std::fwrite(data, 1, size, file) != size)) std::abort();
-    std::fclose(file);
-
-    Vorn::VornConfig config("fuzz", pid_path.str());
-    if (config.import(config_path.str()) != 0) std::abort();
+    static const StrellTest::TempDir dir;
+    Vorn::VornConfig config("fuzz", dir.file("pid"));
+    if (config.import(dir.write("config", std::string(reinterpret_cast<const char*>(data), size))) != 0) std::abort();
 
     // Candidate keys: what stands before the first "=" of each line, as it is
     // and without blanks at its ends.

@@ -9,13 +9,13 @@
 #include <sstream>
 #include <string>
 
-#include "fuzz_temp_path.h"
+#include "temp_dir.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/nfdump_import.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const fuzz::TempPath out_path("nfdump_import_fuzz");
-    const std::string& out = out_path.str();
+    static const StrellTest::TempDir dir;
+    const std::string out = dir.file("import.vorn");
     std::remove(out.c_str());
 
     std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));

@@ -3,8 +3,8 @@
 # extracted into a temporary directory (nothing installed system-wide), holds
 # a strell that sends and manual pages that man formats without a warning.
 source "$(dirname "$0")/lib.sh"
-SOURCE=$3
-BUILD=$4
+SOURCE=$4
+BUILD=$5
 
 deb=$("$SOURCE/scripts/package" "$BUILD" 2>"$WORK/package.log") || fail "scripts/package: $(tail -5 "$WORK/package.log")"
 field() { dpkg-deb -f "$deb" "$1"; }
@@ -18,9 +18,7 @@ dpkg-deb -x "$deb" "$WORK/root"
 expect_eq "files" "./usr/bin/strell ./usr/bin/vorn-detail ./usr/share/man/man1/strell.1.gz ./usr/share/man/man1/vorn-detail.1.gz" \
     "$(cd "$WORK/root" && find . -type f | sort | xargs)"
 
-start_capture "$2" 127.0.0.1
-"$WORK/root/usr/bin/strell" -c 65 -p "$CAPTURE_PORT" >"$WORK/strell.out"
-wait_capture
+STRELL=$WORK/root/usr/bin/strell capture 127.0.0.1 -c 65
 expect_eq "datagrams from the extracted strell" 3 "$(cat "$WORK/captured")"
 grep -q '^Usage: vorn-detail dump FILE' <<<"$("$WORK/root/usr/bin/vorn-detail" --help)" || fail "vorn-detail --help"
 

@@ -5,8 +5,6 @@
 # same flows, field for field. An unpaced replay into an nfcapd with a small
 # buffer loses flows, and compare counts as many missing as nfcapd did not get.
 source "$(dirname "$0")/lib.sh"
-STRELL=$1
-VORN_DETAIL=$3
 COUNT=6000
 
 # Every third flow IPv6; each field spread over its range, 32-bit AS numbers.
@@ -22,8 +20,7 @@ awk -v n=$COUNT 'BEGIN {
     }
 }' | "$VORN_DETAIL" write --format new "$WORK/sent.vorn"
 
-capture() {  # name, detail file, nfcapd buffer, strell options...
-    rm -rf "$WORK/flows"
+store() {  # name, detail file, nfcapd buffer, strell options...
     start_nfcapd "$3"
     [ "$1" == lossy ] && kill -STOP "$NFCAPD_PID"  # the kernel drops what its buffer cannot hold
     "$STRELL" -u -f "$2" -v 9 -p "$NFCAPD_PORT" -c 70000 "${@:4}" >/dev/null
@@ -37,18 +34,18 @@ view() {
     awk '/^\{/ { line = ""; next } /^\}/ { print line; next } !/"received"/ { gsub(/^[ \t]+|,$/, ""); line = line $0 "|" }' "$1" | sort
 }
 
-capture first "$WORK/sent.vorn" 4194304 -t 40
+store first "$WORK/sent.vorn" 4194304 -t 40
 expect_eq "compare, first capture" "equal: $COUNT flows" "$("$VORN_DETAIL" compare --sent-as v9 "$WORK/sent.vorn" "$WORK/first.json")"
 
 "$VORN_DETAIL" import --format new "$WORK/imported.vorn" - <"$WORK/first.json"
-capture second "$WORK/imported.vorn" 4194304 -t 40
+store second "$WORK/imported.vorn" 4194304 -t 40
 view "$WORK/first.json" >"$WORK/first.txt"
 view "$WORK/second.json" >"$WORK/second.txt"
 expect_eq "flows in the second capture" $COUNT "$(wc -l <"$WORK/second.txt")"
 diff "$WORK/first.txt" "$WORK/second.txt" >"$WORK/diff.txt" || fail "captures differ: $(head -4 "$WORK/diff.txt")"
 echo "ok: second capture equals the first, flow for flow"
 
-capture lossy "$WORK/sent.vorn" 16384
+store lossy "$WORK/sent.vorn" 16384
 stored=$(sed -n "s/^Ident: 'none' Flows: \([0-9]*\),.*/\1/p" "$WORK/lossy.log")
 [ -n "$stored" ] && [ "$stored" -lt $COUNT ] || fail "nfcapd should have lost flows: $(cat "$WORK/lossy.log")"
 set +e
