@@ -3,9 +3,12 @@
 #include <regex>
 #include <thread>
 
+#include <syslog.h>
+
+#include "config/logger_setup_from_config.h"
 #include "config/vorn_config.h"
 #include "log/file_appender.h"
-#include "config/logger_setup_from_config.h"
+#include "log/syslog_appender.h"
 #include "recording_logger.h"
 #include "temp_dir.h"
 #include "util/string_utils.h"
@@ -29,14 +32,15 @@ bool start_worker(LoggerImpl& logger) {
     return !logger.is_stopped();
 }
 
-// Keeps the lines it is given and its calls in lists that outlive it.
+// Keeps the lines it is given and its calls in lists that outlive it, each after its name.
 struct RecordingAppender : Appender {
-    RecordingAppender(Texts& lines, Texts& calls) : lines(lines), calls(calls) {}
-    ~RecordingAppender() override { calls.push_back("delete"); }
-    void write(Logger::Message* message) override { lines.push_back(message->header + message->text); }
-    void flush() override { calls.push_back("flush after " + std::to_string(lines.size())); }
-    void close() override { calls.push_back("close"); }
+    RecordingAppender(Texts& lines, Texts& calls, std::string name = "") : lines(lines), calls(calls), name(std::move(name)) {}
+    ~RecordingAppender() override { calls.push_back(name + "delete"); }
+    void write(Logger::Message* message) override { lines.push_back(name + message->header + message->text); }
+    void flush() override { calls.push_back(name + "flush after " + std::to_string(lines.size())); }
+    void close() override { calls.push_back(name + "close"); }
     Texts &lines, &calls;
+    const std::string name;
 };
 
 TEST(LoggerImpl, WithoutAppendersWritesEachLineToStandardErrorCuttingItsPrefixAt255) {
@@ -73,6 +77,29 @@ TEST(LoggerImpl, FullRingDropsTheNewestLineAndStopDrainsTheRestThenTheLastLine) 
         EXPECT_EQ(unstamped(lines[i]), "<stamp>  Info  : " + thread_hex + " F: " + std::to_string(i) + "\n");
     EXPECT_EQ(lines.back(), "<LAST LINE>\n");
     EXPECT_EQ(Texts(calls.end() - 3, calls.end()), (Texts{"flush after " + std::to_string(lines.size()), "close", "delete"}));
+}
+
+TEST(LoggerImpl, LinesReachTheAppendersInOrderAndARemovedAppenderIsClosedAndDeleted) {
+    Texts lines, calls;
+    {
+        LoggerImpl logger;
+        Appender* removed = new RecordingAppender(lines, calls, "b ");
+        using List = std::initializer_list<Appender*>;
+        for (Appender* appender : List{new RecordingAppender(lines, calls, "a "), removed, new RecordingAppender(lines, calls, "c ")})
+            logger.add_appender(appender);
+        logger.remove_appender(removed);
+        logger.remove_appender(nullptr);
+        EXPECT_EQ(calls, (Texts{"b close", "b delete"}));
+        ASSERT_TRUE(start_worker(logger));
+        for (const char* text : {"x", "y", "z"}) logger.write(Logger::Info, "F", text);
+        logger.stop();
+    }
+    Texts expected;
+    for (const char* text : {"x", "y", "z"})
+        for (const char* name : {"a ", "c "}) expected.push_back(name + std::string("<stamp>  Info  : ") + thread_hex + " F: " + text + "\n");
+    expected.insert(expected.end(), {"a <LAST LINE>\n", "c <LAST LINE>\n"});
+    for (std::string& line : lines) line = line.substr(0, 2) + unstamped(line.substr(2));
+    EXPECT_EQ(lines, expected);
 }
 
 TEST(LoggerImpl, BothFrontEndsSendOneLineEachOfAnyLengthToTheCreatedLoggerUntilDestroy) {
@@ -135,7 +162,7 @@ TEST(LoggerImpl, DestroyWhileEightThreadsLogEndsEachLoggerWithItsLastLine) {
 }
 
 // A line whose text starts with "<marker>:", padded to reach the disk through the stdio buffer.
-void put(FileAppender& appender, int level, const std::string& marker, size_t pad = 0) {
+void put(Appender& appender, int level, const std::string& marker, size_t pad = 0) {
     Logger::Message message{level, "Jan 02 03:04:05 ", marker + ":" + std::string(pad, 'x') + "\n"};
     appender.write(&message);
 }
@@ -163,6 +190,64 @@ TEST(FileAppender, KeepsLevelsUpToItsOwnAndOnlyAtExactlyCriticalCopiesThemToStan
         EXPECT_EQ(testing::internal::GetCapturedStderr(), copied) << "appender level " << appender_level;
         EXPECT_EQ(markers(dir.file("app.log")), kept) << "appender level " << appender_level;
     }
+}
+
+TEST(FileAppender, OpensWithTheVersionLineReopensAfterAMoveAndRotatesAt10MiBUnlessToldOtherwise) {
+    RecordingLogger logged;
+    TempDir dir;
+    const std::string path = dir.file("app.log"), version = " [0-9a-f]+  System version:  [^ \n]+\n";
+    {
+        FileAppender appender;
+        appender.init(Logger::Trace, path, true, 0, 0);
+        put(appender, Logger::Info, "a");
+        std::filesystem::rename(path, dir.file("moved.log"));
+        appender.reopen();
+        put(appender, Logger::Info, "b");
+        appender.flush();
+        for (const auto& [file, line] : {std::pair{dir.file("moved.log"), "a"}, {path, "b"}})
+            EXPECT_TRUE(std::regex_match(unstamped(read_file(file)), std::regex("<stamp> " + version + "<stamp> " + line + ":\n"))) << read_file(file);
+        // The size test reads the file's size: grown from outside (sparse) to one byte below, then to the limit.
+        std::filesystem::resize_file(path, 10485759);
+        put(appender, Logger::Info, "c");
+        EXPECT_FALSE(std::filesystem::exists(path + ".1"));
+        std::filesystem::resize_file(path, 10485760);
+        put(appender, Logger::Info, "d");
+        EXPECT_TRUE(std::filesystem::exists(path + ".1") && !std::filesystem::exists(path));
+    }
+    try {
+        FileAppender().init(Logger::Trace, dir.file("none/app.log"), false, 0, 0);
+        ADD_FAILURE() << "no FileAppenderError";
+    } catch (const FileAppenderError& error) { EXPECT_STREQ(error.what(), "FileAppenderError: Unable to open log file"); }
+    const RecordingLogger::Line using_file{6, "FileAppender", "Using '" + path + "' file"};
+    EXPECT_EQ(logged.lines, (std::vector<RecordingLogger::Line>{using_file, using_file,
+                             {1, "FileAppender", "Unable to open log file '" + dir.file("none/app.log") + "': No such file or directory"}}));
+}
+
+// Syslog stands in here: what the appender hands it is kept, priority and text.
+std::vector<std::pair<int, std::string>> syslogged;
+extern "C" void openlog(const char* identity, int, int) { syslogged.emplace_back(-1, identity); }
+extern "C" void closelog() { syslogged.emplace_back(-1, "closed"); }
+extern "C" void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    syslogged.emplace_back(priority, format == std::string("%s") ? va_arg(arguments, const char*) : format);
+    va_end(arguments);
+}
+
+TEST(SysLogAppender, SendsTheTextWithThePriorityOfItsLevelNoticesAndEmergenciesAsDebug) {
+    RecordingLogger logged;
+    syslogged.clear();
+    {
+        SysLogAppender appender;
+        appender.init(Logger::Trace, "strell-probe");
+        for (int level = 0; level <= 8; ++level) put(appender, level, std::to_string(level));
+    }
+    std::vector<std::pair<int, std::string>> expected = {{-1, "strell-probe"}};
+    const int priorities[] = {LOG_DEBUG, LOG_ALERT, LOG_CRIT, LOG_ERR, LOG_WARNING, LOG_DEBUG, LOG_INFO, LOG_DEBUG, LOG_DEBUG};
+    for (int level = 0; level <= 8; ++level) expected.emplace_back(priorities[level], std::to_string(level) + ":\n");
+    expected.emplace_back(-1, "closed");
+    EXPECT_EQ(syslogged, expected);
+    EXPECT_EQ(logged.lines, (std::vector<RecordingLogger::Line>{{6, "SyslogAppender", "Using syslog name 'strell-probe\" log level 8"}}));
 }
 
 TEST(FileAppender, BoundedRotationKeepsMaxCountFilesOldestLast) {
