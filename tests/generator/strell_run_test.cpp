@@ -262,6 +262,7 @@ TEST(StrellReplay, V9SendsEveryFlowOnceAndInOrderInDatagramsUpTo1500BytesTemplat
         {"IPv6: 18, then 19", {{38, true}}, {1500, 1452, 20 + 4 + 76}},
         {"a flow of the other family that does not fit", {{34, false}, {1, true}}, {1476, 20 + 4 + 76}},
         {"no flow: the templates alone", {}, {144}},
+        {"three IPv4 flows: count 5, data flowset of 117 bytes and 3 of padding", {{3, false}}, {268}},
         {"a long mixed run", long_run, {}},
     };
     for (const auto& c : cases) {

@@ -2,6 +2,8 @@
 
 #include <list>
 
+#include <nlohmann/json.hpp>
+
 #include "log/log_stream.h"
 #include "stat/detailed_info_file_parser.h"
 #include "temp_dir.h"
@@ -125,7 +127,9 @@ TEST(DetailedInfoFileParser, RecordsFillTheirFieldsAndKeepThePreviousValuesOfAbs
     Probed p(new_format({{55, 1}, {29, 1}, {30, 1}, {23, 4}, {24, 4}, {16, 2}, {17, 2}, {103, 4}, {8, 4}},
                         {{1, {55, 29, 30, 23, 24, 16, 17, 103}}, {2, {8}}, {3, {}}})
                  .u8({0x01, 0x2E, 0x11, 0x12}).u32(6000).u32(60).u8({0xFF, 0xFF, 0x34, 0x12}).u32(7)
-                 .u8({0x02, 2, 2, 2, 2, 0x03}));
+                 .u8({0x02, 2, 2, 2, 2, 0x03}), true, 43);
+    EXPECT_EQ(p.probe_result, 43);  // the filter's answer to the first record, passed on
+    EXPECT_EQ(p.shown.at(0).tclass, 7u);
     EXPECT_EQ(p.read_all().results, (Results{1, 1, 1}));
     const TrafficStat& r = p.record;
     EXPECT_EQ(std::vector<unsigned>({r.tos, r.src_mask, r.dst_mask, r.d_oct, r.d_pkt, r.src_as, r.dst_as, r.tclass}),
@@ -159,6 +163,14 @@ TEST(DetailedInfoFileParser, DamagedRecordsEndReadingAndUnknownFieldsAreSkippedA
         EXPECT_EQ(p.lines, Lines{message});
         EXPECT_NE(p.record.to_str_json().find(member), std::string::npos) << message;
     }
+}
+
+TEST(TrafficStat, JsonCarriesTheLoginAndRefusesOneThatIsNotUtf8) {
+    TrafficStat r;
+    r.login = "jos\xC3\xA9";
+    EXPECT_NE(r.to_str_json().find(",\"login\":\"jos\xC3\xA9\","), std::string::npos) << r.to_str_json();
+    r.login = "\xFF";
+    EXPECT_THROW(r.to_str_json(), nlohmann::json::type_error);
 }
 
 TEST(DetailedInfoFileParser, ReadsEveryRecordOfALargeFileWhole) {
