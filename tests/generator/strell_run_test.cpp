@@ -32,9 +32,7 @@ void expect_output(const ProgramRun& run, const string& start, uint32_t count, s
 
 TEST(StrellRun, SyntheticV5SendsFullPacketsThenOnePartialAllCutFromTheFirst) {
     const struct { std::vector<string> args; const char* address; uint32_t records, version; } cases[] = {
-        {{"-c", "0"}, "127.0.0.1", 0, 5},
-        {{"-c", "29"}, "127.0.0.1", 29, 5},
-        {{"-c", "65"}, "::1", 65, 5},
+        {{"-c", "0"}, "127.0.0.1", 0, 5}, {{"-c", "29"}, "127.0.0.1", 29, 5}, {{"-c", "65"}, "::1", 65, 5},
         {{"-c", "31", "-v", "7"}, "127.0.0.1", 31, 7},  // any number but 9 sends v5 packets
         {{"-c", "4294967297"}, "127.0.0.1", 1, 5},      // cut to 32 bits
         {{"-t", "50"}, "127.0.0.1", 65535, 5},          // the default count
@@ -62,8 +60,8 @@ TEST(StrellRun, DelayFollowsFullPacketsOnly) {
     const ProgramRun run = run_against(receiver, {"-c", "31", "-t", "500000"});
     std::smatch seconds;
     ASSERT_TRUE(std::regex_search(run.out, seconds, std::regex("in ([0-9.]+) sec")));
-    EXPECT_GE(std::stod(seconds[1]), 0.5);
-    EXPECT_LT(std::stod(seconds[1]), 0.95);  // a sleep after the partial packet would make it 1.0
+    // A sleep after the partial packet would make it 1.0.
+    EXPECT_TRUE(std::stod(seconds[1]) >= 0.5 && std::stod(seconds[1]) < 0.95) << seconds[1];
     EXPECT_EQ(run.datagrams.size(), 2u);
 }
 
@@ -128,8 +126,7 @@ TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
     too_many.insert(too_many.end(), {"-v", "9"});
     const struct { std::vector<string> args; int status; string output_end, error_part; } cases[] = {
         {{}, 0, usage, ""},  // not even the logger starts
-        {{"-q"}, 1, usage, "invalid option -- 'q'"},
-        {{"-c"}, 1, usage, "option requires an argument -- 'c'"},
+        {{"-q"}, 1, usage, "invalid option -- 'q'"}, {{"-c"}, 1, usage, "option requires an argument -- 'c'"},
         {{"-s", "10.0.0.300"}, 1, "IPAddressStrError: Invalid address format\n", ""},
         {{"-n", "5"}, 1, "NFData from '/dev/urandom' file\nIncorrect field size for field: 16", ""},
         {{"-s", "2001:db8::1"}, 1, "file\nError: attempt to create netflow v5 packet with IPv6\n", ""},
