@@ -49,11 +49,9 @@ TEST(VornConfig, PidFileIsCreatedWithMode0644OverwrittenInPlaceAndDeletedByTheDe
         const mode_t mask = umask(0);  // so the mode is the one asked for
         ASSERT_EQ(config.pid_create(), 0);
         umask(mask);
-        EXPECT_EQ(read_file(path), pid);
-        EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0644));
+        EXPECT_EQ(read_file(path), pid); EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0644));
         dir.write("pid", old_content);
-        EXPECT_EQ(config.pid_create(), 0);
-        EXPECT_EQ(read_file(path), pid + old_content.substr(pid.size()));
+        EXPECT_EQ(config.pid_create(), 0); EXPECT_EQ(read_file(path), pid + old_content.substr(pid.size()));
     }
     EXPECT_FALSE(std::filesystem::exists(path));
     const Lines::value_type found{6, "Config", "Pid file found: " + path + "; Overwriting"};

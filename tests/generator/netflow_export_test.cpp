@@ -50,8 +50,7 @@ TEST(Netflow_v5_PacketManager, SendPackets65SendsOneFullPacketTwiceThenFiveNewRe
     EXPECT_TRUE(std::equal(sent[0].begin() + 24, sent[0].end(), sent[1].begin() + 24)) << "the same records";
     EXPECT_NE(hex(sent[0], 24, 72), hex(sent[2], 24, 72)) << "fresh random bytes";
     // Each send takes the time anew: since the epoch first (unix_secs was 0), then since the previous send.
-    EXPECT_NEAR(be(sent[0], 4, 4), time(nullptr), 60.0);
-    EXPECT_LE(be(sent[1], 4, 4), 60u);
+    EXPECT_NEAR(be(sent[0], 4, 4), time(nullptr), 60.0); EXPECT_LE(be(sent[1], 4, 4), 60u);
     for (const Datagram& d : sent)
         for (size_t at = 24; at < d.size(); at += 48) EXPECT_EQ(be(d, at + 20, 4), 0x01020304u);
 }

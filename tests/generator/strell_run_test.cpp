@@ -10,16 +10,13 @@
 #include "netflow_wire.h"
 
 using namespace StrellTest;
-
 using std::string;
 
 ProgramRun run_against(UdpReceiver& receiver, std::vector<string> args) {
     return args.insert(args.end(), {"-h", receiver.address(), "-p", std::to_string(receiver.port())}), strell(args, &receiver);
 }
 
-string announcement(const UdpReceiver& receiver) {
-    return "Send packets to host: " + receiver.address() + " ; port: " + std::to_string(receiver.port()) + "\n";
-}
+string announcement(const UdpReceiver& r) { return "Send packets to host: " + r.address() + " ; port: " + std::to_string(r.port()) + "\n"; }
 
 // What a synthetic run prints: its start, then the closing lines; two blanks stand before the version.
 void expect_output(const ProgramRun& run, const string& start, uint32_t count, size_t packets, const char* kind = "NFv5") {
@@ -195,8 +192,7 @@ TEST(StrellReplay, ThirtyIPv4FlowsADatagramAndA16BitCounterThatAbove65535SendsTh
     TempDir dir;
     std::vector<string> lines;
     std::vector<uint32_t> v4_packets;  // every seventh flow is IPv6: skipped in v5, yet counted
-    for (uint32_t i = 0; i < 5000; ++i) lines.push_back(flow_line(i, i % 7 == 6));
-    for (uint32_t i = 0; i < 5000; ++i) if (i % 7 != 6) v4_packets.push_back(i + 1);
+    for (uint32_t i = 0; i < 5000; ++i) lines.push_back(flow_line(i, i % 7 == 6)), i % 7 == 6 ? void() : v4_packets.push_back(i + 1);
     const string file = write_detail_file(dir, "flows.vorn", "new", lines);
     // 70000 is 4464 in 16 bits and 65536 is 0: the counter never reaches either.
     // 35 hands over 30 IPv4 flows: one full datagram, and nothing left to force out.
@@ -234,8 +230,7 @@ TEST(StrellReplay, FlowsGoOutByteForByteInBothVersionsAfterTheDelay) {
                                                    "11 11 11 11 22 22 22 22 12 34 00 50 00 1b 06 10 11 70 fd e9 18 10 00 00");
     // v9: both templates first, then 256 before 257 whatever the arrival order, each padded to 4 bytes.
     const V9Datagram packet = parse_v9(v9.datagrams[0]);
-    EXPECT_EQ(std::tie(packet.version, packet.count), std::make_tuple(9u, 4u));
-    ASSERT_EQ(packet.flowsets.size(), 3u);
+    EXPECT_EQ(std::tie(packet.version, packet.count), std::make_tuple(9u, 4u)); ASSERT_EQ(packet.flowsets.size(), 3u);
     const string fields = "00 08 00 04 00 0c 00 04 00 3e 00 04 00 07 00 02 00 0b 00 02 00 10 00 04 00 11 00 04 "
                           "00 0a 00 02 00 0e 00 02 00 01 00 04 00 02 00 04 00 05 00 01 00 06 00 01 00 04 00 01";
     const string rest = "12 34 00 50 00 01 11 70 00 00 fd e9 00 03 00 04 00 00 10 00 00 00 00 05 10 1b 06 00";
@@ -259,8 +254,7 @@ TEST(StrellReplay, V9SendsEveryFlowOnceAndInOrderInDatagramsUpTo1500BytesTemplat
         {"IPv6: 18, then 19", {{38, true}}, {1500, 1452, 20 + 4 + 76}},
         {"a flow of the other family that does not fit", {{34, false}, {1, true}}, {1476, 20 + 4 + 76}},
         {"no flow: the templates alone", {}, {144}},
-        {"three IPv4 flows: count 5, data flowset of 117 bytes and 3 of padding", {{3, false}}, {268}},
-        {"a long mixed run", long_run, {}},
+        {"three IPv4 flows: count 5, data flowset of 117 bytes and 3 of padding", {{3, false}}, {268}}, {"a long mixed run", long_run, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.traffic);

@@ -68,8 +68,7 @@ TEST(LoggerImpl, FullRingDropsTheNewestLineAndStopDrainsTheRestThenTheLastLine) 
         logger.add_appender(new RecordingAppender(lines, calls));
         // Nothing is taken out before the worker starts, so the last write finds the ring full.
         for (size_t i = 0; i <= LoggerImpl::ring_size; ++i) logger.write(Logger::Info, "F", std::to_string(i));
-        EXPECT_EQ(logger.dropped(), 1u);
-        ASSERT_TRUE(start_worker(logger));
+        EXPECT_EQ(logger.dropped(), 1u); ASSERT_TRUE(start_worker(logger));
         logger.stop();
     }
     ASSERT_EQ(lines.size(), LoggerImpl::ring_size + 1);
@@ -86,8 +85,7 @@ TEST(LoggerImpl, ARemovedAppenderIsClosedAndDeletedAndTheOthersGetEveryLineInOrd
         Appender* removed = new RecordingAppender(lines, calls, "b ");
         logger.add_appender(new RecordingAppender(lines, calls, "a ")), logger.add_appender(removed);
         logger.add_appender(new RecordingAppender(lines, calls, "c ")), logger.remove_appender(removed), logger.remove_appender(nullptr);
-        EXPECT_EQ(calls, (Texts{"b close", "b delete"}));
-        ASSERT_TRUE(start_worker(logger));
+        EXPECT_EQ(calls, (Texts{"b close", "b delete"})); ASSERT_TRUE(start_worker(logger));
         for (const char* text : {"x", "y"}) logger.write(Logger::Info, "F", text);
         logger.stop();
     }
@@ -310,8 +308,7 @@ void run_logger(const TempDir& dir, const std::string& config_text) {
 TEST(InitLogger, LevelsFilesAndRotationFollowTheConfigurationKeys) {
     const std::pair<std::string, std::vector<std::pair<const char*, const char*>>> cases[] = {
         // The levels of the probes in each file.
-        {"log_file_main = %/m\nlog_level = 3", {{"m", "0123456"}}},
-        {"log_file_main = %/m\nlog_level = -1", {{"m", "0123"}}},
+        {"log_file_main = %/m\nlog_level = 3", {{"m", "0123456"}}}, {"log_file_main = %/m\nlog_level = -1", {{"m", "0123"}}},
         {"log_file_main = %/m\nlog_level = five", {{"m", "012345678"}}},
         // A file named twice gets one appender, at the first key's level.
         {"log_level = 2\nlog_file_debug = %/d\nlog_file_main = %/d\nlog_file_critical = %/c", {{"d", "012345678"}, {"c", "012"}}},

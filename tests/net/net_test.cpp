@@ -60,8 +60,7 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
         {[&] { ip("1.2.3.4").to_raw(out, 3); }, "ip_to_raw: no space for IPv4 address"},
         {[&] { ip("::1").to_raw(out, 15); }, "ip_to_raw: no space for IPv6 address"},
         {[&] { invalid_address().to_raw(out, 16); }, "ip_to_raw: address type is not valid"},
-        {[] { mask(IPv4, 33); }, "mask: invalid IPv4 prefix length"},
-        {[] { mask(IPv6, 129); }, "mask: invalid IPv6 prefix length"},
+        {[] { mask(IPv4, 33); }, "mask: invalid IPv4 prefix length"}, {[] { mask(IPv6, 129); }, "mask: invalid IPv6 prefix length"},
         {[] { mask_for_single_ip(invalid_address()); }, "mask_for_single_ip: invalid address type"}});
 }
 
@@ -104,8 +103,7 @@ TEST(Socket, MisuseThrowsPlainMessagesAndSystemFailuresAreDescribed) {
         {[&] { opened.set_option(SocketOption(SocketOption::reuse_addr, 1)); }, "set_option: socket is already opened"},
         {[&] { bound.sendto("x", 1, {invalid_address(), 9}); }, "fill_sockaddr: invalid endpoint"},
         {[&] { bound.get_remote_endpoint(); }, "accept: invoked for listening socket"},
-        {[] { Poll::get_event(Poll::Event(4)); }, "Not correct event type"},
-        {[&] { empty.wait(); }, "FD set is empty"},
+        {[] { Poll::get_event(Poll::Event(4)); }, "Not correct event type"}, {[&] { empty.wait(); }, "FD set is empty"},
         {[&] { empty.wait(bound); }, "invalid use of deprecated function"},
         {[&] { second.listen(endpoint("127.0.0.1", bound_port(tcp))); }, failed("bind", EADDRINUSE)},
         {[&] { second.get_native_socket(); }, "get_native_socket: socket is closed"},  // bind closed it
@@ -140,8 +138,7 @@ TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
     poll.add(receiver, Poll::pollin);
     poll.add(receiver, Poll::pollerr);  // OR-ed into the same entry
     auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(poll.wait());
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+    EXPECT_FALSE(poll.wait()); EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
     sender.sendto("x", 1, endpoint("127.0.0.1", bound_port(receiver)));
     EXPECT_TRUE(poll.wait() && poll.check(receiver, Poll::pollin));
     const auto previous = signal(SIGALRM, [](int) {});  // poll is not restarted after a handler

@@ -9,7 +9,6 @@
 #include "temp_dir.h"
 
 using namespace Vorn;
-
 using Lines = std::vector<std::string>;
 using Results = std::vector<int>;
 
@@ -24,8 +23,7 @@ struct Bytes {
 // Version 2, then the field descriptions (id, size) and data descriptions (id, field ids).
 Bytes new_format(std::initializer_list<std::pair<uint8_t, uint8_t>> fields,
                  std::initializer_list<std::pair<uint8_t, std::vector<uint8_t>>> data) {
-    Bytes b;
-    b.u8({0x02, uint8_t(fields.size())});
+    Bytes b = Bytes().u8({0x02, uint8_t(fields.size())});
     for (const auto& [id, size] : fields) b.u8({id, size});
     b.u8({uint8_t(data.size())});
     for (const auto& [id, field_ids] : data) b.u8({id, uint8_t(field_ids.size())}).data.append(field_ids.begin(), field_ids.end());
@@ -90,8 +88,7 @@ TEST(DetailedInfoFileParser, ProbeRefusesFilesItCannotExamineWithTheirMessages) 
     };
     for (const auto& [bytes, lines] : cases) {
         Probed p(bytes, true, 42);
-        EXPECT_EQ(p.probe_result, 2);
-        EXPECT_EQ(p.probe_lines, lines);
+        EXPECT_EQ(std::make_pair(p.probe_result, p.probe_lines), std::make_pair(2, lines));
         EXPECT_EQ(p.read_all().results, Results{});  // closed, whatever the version says
         EXPECT_EQ(p.lines, Lines{});
     }
@@ -108,16 +105,14 @@ TEST(DetailedInfoFileParser, OldFilesShowFirstAndFinal76BytesAndReadWholeRecords
     for (const Case& c : cases) {
         Probed p(c.bytes, true, 42);
         EXPECT_EQ(p.probe_result, 42);  // the filter's answer, passed on
-        ASSERT_EQ(p.shown.size(), 2u);
-        EXPECT_EQ(p.shown[0].s_addr.to_string(), "10.0.0.1");
+        ASSERT_EQ(p.shown.size(), 2u); EXPECT_EQ(p.shown[0].s_addr.to_string(), "10.0.0.1");
         EXPECT_EQ(std::make_pair(p.shown[0].tclass, p.shown[1].tclass), std::make_pair(c.first_tclass, c.last_tclass));
         EXPECT_EQ(p.read_all().results, c.results);  // from offset 0; a trailing piece ends it
-        EXPECT_EQ(p.record.d_pkt, c.last_d_pkt);
-        EXPECT_EQ(p.lines, Lines{"Rows fetched from file <%>: 0"});
+        EXPECT_EQ(std::make_pair(p.record.d_pkt, p.lines), std::make_pair(c.last_d_pkt, Lines{"Rows fetched from file <%>: 0"}));
         Probed whole(c.bytes);
         whole.parser.parse();
-        EXPECT_EQ(whole.output.size(), c.results.size());
-        EXPECT_EQ(whole.lines, Lines{"Rows fetched from file <%>: " + std::to_string(c.results.size())});
+        EXPECT_EQ(std::make_pair(whole.output.size(), whole.lines),
+                  std::make_pair(c.results.size(), Lines{"Rows fetched from file <%>: " + std::to_string(c.results.size())}));
     }
 }
 
@@ -128,8 +123,7 @@ TEST(DetailedInfoFileParser, RecordsFillTheirFieldsAndKeepThePreviousValuesOfAbs
                         {{1, {55, 29, 30, 23, 24, 16, 17, 103}}, {2, {8}}, {3, {}}})
                  .u8({0x01, 0x2E, 0x11, 0x12}).u32(6000).u32(60).u8({0xFF, 0xFF, 0x34, 0x12}).u32(7)
                  .u8({0x02, 2, 2, 2, 2, 0x03}), true, 43);
-    EXPECT_EQ(p.probe_result, 43);  // the filter's answer to the first record, passed on
-    EXPECT_EQ(p.shown.at(0).tclass, 7u);
+    EXPECT_EQ(std::make_pair(p.probe_result, p.shown.at(0).tclass), std::make_pair(43, 7u));  // the filter's answer to the first record
     EXPECT_EQ(p.read_all().results, (Results{1, 1, 1}));
     const TrafficStat& r = p.record;
     EXPECT_EQ(std::vector<unsigned>({r.tos, r.src_mask, r.dst_mask, r.d_oct, r.d_pkt, r.src_as, r.dst_as, r.tclass}),
@@ -159,8 +153,7 @@ TEST(DetailedInfoFileParser, DamagedRecordsEndReadingAndUnknownFieldsAreSkippedA
     };
     for (const auto& [bytes, message, member] : cases) {
         Probed p(bytes);
-        EXPECT_EQ(p.read_all().results, Results{1});
-        EXPECT_EQ(p.lines, Lines{message});
+        EXPECT_EQ(std::make_pair(p.read_all().results, p.lines), std::make_pair(Results{1}, Lines{message}));
         EXPECT_NE(p.record.to_str_json().find(member), std::string::npos) << message;
     }
 }

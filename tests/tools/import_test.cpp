@@ -63,8 +63,7 @@ TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
                                                  "as nfdump prints TCP flags: \"...AP.FS\""},
         {"new", edited("first", "2024-13-01T12:00:05.000"), "flow 2: member \"first\" must be a time as nfdump prints it "
                                                             "(YYYY-MM-DDThh:mm:ss.sss): \"2024-13-01T12:00:05.000\""},
-        {"new", "[" + v9_flow.dump() + ",3]", "element 2 of the array is not an object"},
-        {"old", json::array({v6}).dump(), ""},
+        {"new", "[" + v9_flow.dump() + ",3]", "element 2 of the array is not an object"}, {"old", json::array({v6}).dump(), ""},
     };
     for (const auto& [format, input, message] : cases) {
         const ProgramRun run = vorn_detail({"import", "--format", format, dir.file("out.vorn")}, input);
@@ -77,76 +76,58 @@ TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
     EXPECT_EQ(read_file(dir.file("out.vorn")), read_file(write_detail_file(dir, "empty.vorn", "new", {})));
 }
 
-// Flows as nfdump prints them, from the v9 fields of the records.
-json capture(const std::vector<json>& records) {
-    json flows = json::array();
-    for (const json& r : records) {
-        const bool v6 = r["s_addr"].get<string>().find(':') != string::npos;
-        string flags = "CEUAPRSF";
-        for (int i = 0; i < 8; ++i) flags[i] = (r["tcp_flags"].get<int>() & (0x80 >> i)) ? flags[i] : '.';
-        flows.push_back({{"type", "FLOW"}, {v6 ? "src6_addr" : "src4_addr", r["s_addr"]}, {v6 ? "dst6_addr" : "dst4_addr", r["d_addr"]},
-                         {v6 ? "ip6_next_hop" : "ip4_next_hop", r["nexthop_addr"]}, {"src_port", r["sport"]}, {"dst_port", r["dport"]},
-                         {"proto", r["proto"]}, {"tcp_flags", flags}, {"src_tos", r["tos"]}, {"in_packets", r["d_pkt"]},
-                         {"in_bytes", r["d_oct"]}, {"input_snmp", r["iface"]}, {"output_snmp", r["oface"]}, {"src_as", r["src_as"]},
-                         {"dst_as", r["dst_as"]}, {"src_mask", r["src_mask"]}, {"dst_mask", r["dst_mask"]}});
-    }
-    return flows;
-}
-
-json flow(const char* s, int sport, uint32_t src_as) {
-    const bool v6 = string(s).find(':') != string::npos;
-    return json::parse(flow_json({{"s_addr", s}, {"d_addr", v6 ? "2001:db8::2" : "10.9.9.9"}, {"nexthop_addr", v6 ? "2001:db8::2" : "10.9.9.9"},
-                                  {"sport", sport}, {"dport", 443}, {"proto", 6}, {"tcp_flags", 0x1B}, {"d_pkt", 5}, {"d_oct", 900},
-                                  {"src_as", src_as}, {"src_mask", 24}, {"ts_first", 77}}));  // times are never compared
+// v9_flow as nfdump would print another flow: its source (and family), source port and AS numbers.
+json stored(const string& source, int sport, uint32_t src_as = 2, uint32_t dst_as = 3) {
+    json flow = v9_flow;
+    if (source.find(':') != string::npos) flow.erase("src4_addr"), flow.erase("dst4_addr"), flow["dst6_addr"] = "2001:db8::2";
+    flow[source.find(':') != string::npos ? "src6_addr" : "src4_addr"] = source;
+    return flow.update({{"src_port", sport}, {"src_as", src_as}, {"dst_as", dst_as}}), flow;
 }
 
 TEST(VornDetailImport, CompareMatchesByFieldsAndReportsLossExtrasAndDifferences) {
     TempDir dir;
-    const std::vector<json> sent = {flow("10.0.0.1", 1, 70000), flow("10.0.0.2", 2, 1), flow("10.0.0.2", 2, 1),
-                                    flow("2001:db8::1", 3, 5), flow("10.0.0.4", 4, 9)};
-    std::vector<string> lines;
-    for (const json& r : sent) lines.push_back(r.dump());
-    const string file = write_detail_file(dir, "sent.vorn", "new", lines);
-    const auto compare = [&](const char* version, std::vector<json> stored, const char* ignore = "", const string& sent_file = "") {
-        std::vector<string> args = {"compare", "--sent-as", version, sent_file.empty() ? file : sent_file};
-        if (*ignore) args.insert(args.begin() + 1, {"--ignore", ignore});
-        return vorn_detail(args, capture(stored).dump());
+    const auto sent_file = [&dir](const char* name, const json& flows) {
+        return vorn_detail({"import", "--format", "new", dir.file(name)}, flows.dump()), dir.file(name);
+    };
+    const json sent = {stored("10.0.0.1", 1, 70000), stored("10.0.0.2", 2), stored("10.0.0.2", 2), stored("2001:db8::1", 3), stored("10.0.0.4", 4)};
+    const string file = sent_file("sent.vorn", sent);
+    const auto compare = [&](const char* version, const json& flows, std::vector<string> options = {}) {
+        options.insert(options.begin(), {"compare", "--sent-as", version}), options.push_back(file);
+        return vorn_detail(options, flows.dump());
     };
     // Stored in another order, masks dropped: v9 carries none.
-    std::vector<json> v9 = {sent[4], sent[3], sent[2], sent[1], sent[0]};
-    for (json& r : v9) r["src_mask"] = 0;
+    json v9 = {sent[4], sent[3], sent[2], sent[1], sent[0]};
+    for (json& flow : v9) flow["src_mask"] = flow["dst_mask"] = 0;
     EXPECT_EQ(compare("v9", v9).out, "equal: 5 flows\n");
     // One duplicate lost, one flow changed, one never sent.
-    std::vector<json> changed = {v9[0], v9[1], v9[2], v9[4], flow("10.7.7.7", 7, 7)};
-    changed[0]["d_oct"] = 901, changed[0]["tos"] = 3;
-    const ProgramRun differ = compare("v9", changed, "tos");
+    json changed = {v9[0], v9[1], v9[2], v9[4], stored("10.7.7.7", 7, 7)};
+    changed[0]["in_bytes"] = 901, changed[0]["src_tos"] = 3;
+    const ProgramRun differ = compare("v9", changed, {"--ignore", "tos"});
     EXPECT_EQ(differ.status, 3);
-    const string members = R"({"d_addr":"10.9.9.9","d_oct":900,"d_pkt":5,"dport":443,"dst_as":0,"iface":0,"nexthop_addr":"10.9.9.9","oface":0,"proto":6,"s_addr":)";
-    EXPECT_EQ(differ.out, "differs {\"d_addr\":\"10.9.9.9\",\"dport\":443,\"proto\":6,\"s_addr\":\"10.0.0.4\",\"sport\":4}: d_oct sent 900 stored 901\n"
-                          "extra " + members + "\"10.7.7.7\",\"sport\":7,\"src_as\":7,\"tcp_flags\":27}\n"
-                          "missing " + members + "\"10.0.0.2\",\"sport\":2,\"src_as\":1,\"tcp_flags\":27}\n"
+    const string members = R"({"d_addr":"192.168.7.9","d_oct":4294967295,"d_pkt":3,"dport":445,"dst_as":3,"iface":3,"nexthop_addr":"10.0.0.254","oface":65535,"proto":6,"s_addr":)";
+    EXPECT_EQ(differ.out, "differs {\"d_addr\":\"192.168.7.9\",\"dport\":445,\"proto\":6,\"s_addr\":\"10.0.0.4\",\"sport\":4}: d_oct sent 4294967295 stored 901\n"
+                          "extra " + members + "\"10.7.7.7\",\"sport\":7,\"src_as\":7,\"tcp_flags\":155}\n"
+                          "missing " + members + "\"10.0.0.2\",\"sport\":2,\"src_as\":2,\"tcp_flags\":155}\n"
                           "not equal: 5 sent, 5 stored; 3 equal, 1 missing, 1 extra, 1 differing\n");
     // v5 leaves out the IPv6 flow, cuts AS numbers to 16 bits and carries the masks.
-    std::vector<json> v5 = {sent[0], sent[1], sent[2], sent[4]};
+    json v5 = {sent[0], sent[1], sent[2], sent[4]};
     v5[0]["src_as"] = 70000 & 0xFFFF;
     EXPECT_EQ(compare("v5", v5).out, "equal: 4 flows (1 IPv6 flows of the file left out: v5 does not carry them)\n");
-    EXPECT_EQ(compare("v9", v5).status, 3);
-    EXPECT_EQ(compare("v9", {}, "src_mask").status, 2);
+    EXPECT_EQ(compare("v9", v5).status, 3); EXPECT_EQ(compare("v9", json::array(), {"--ignore", "src_mask"}).status, 2);
     // A stored flow that differs in one member is equal only where the version does not carry it.
     const std::pair<const char*, json> changes[] = {
         {"src_port", 9}, {"dst_port", 9}, {"proto", 17}, {"tcp_flags", "........"}, {"src_tos", 9}, {"in_packets", 9}, {"in_bytes", 9},
         {"input_snmp", 9}, {"output_snmp", 9}, {"src_as", 9}, {"dst_as", 9}, {"src_mask", 9}, {"dst_mask", 9},
-        {"ip4_next_hop", "10.1.1.1"}, {"dst4_addr", "10.1.1.1"}};
-    const std::vector<json> two = {flow("10.0.0.1", 1, 2), flow("10.0.0.2", 2, 3)};
-    const string two_file = write_detail_file(dir, "two.vorn", "new", {two[0].dump(), two[1].dump()});
+        {"ip6_next_hop", "::2"}, {"dst4_addr", "10.1.1.1"}};
+    const json two = {stored("10.0.0.1", 1), stored("10.0.0.2", 2)};
+    const string two_file = sent_file("two.vorn", two);
     for (const char* version : {"v5", "v9"}) {
-        EXPECT_EQ(compare(version, two, "", two_file).status, 0) << version;
+        EXPECT_EQ(vorn_detail({"compare", "--sent-as", version, two_file}, two.dump()).status, 0) << version;
         for (const auto& [member, value] : changes) {
-            json stored = capture(two);
-            stored[1][member] = value;
+            json flows = two;
+            flows[1][member] = value;
             const bool carried = version == string("v5") || string(member).find("mask") == string::npos;
-            const ProgramRun run = vorn_detail({"compare", "--sent-as", version, two_file}, stored.dump());
-            EXPECT_EQ(run.status, carried ? 3 : 0) << version << " " << member;
+            EXPECT_EQ(vorn_detail({"compare", "--sent-as", version, two_file}, flows.dump()).status, carried ? 3 : 0) << version << " " << member;
         }
     }
 }

@@ -5,7 +5,6 @@
 #include "netflow_wire.h"
 
 using namespace StrellTest;
-
 using nlohmann::json;
 using std::string;
 
@@ -48,8 +47,7 @@ TEST(VornDetail, DumpOfWriteGivesTheLinesBackInBothFormats) {
         const string summary = file + ": " + format + " format, " + std::to_string(count) + " records\n";
         EXPECT_EQ(vorn_detail({"write", "--format", format, file}, input).err, summary);
         const ProgramRun dumped = vorn_detail({"dump", file});
-        EXPECT_EQ(dumped.out, expected);
-        EXPECT_EQ(dumped.err.substr(dumped.err.rfind('\n', dumped.err.size() - 2) + 1), summary);
+        EXPECT_EQ(dumped.out, expected); EXPECT_EQ(dumped.err.substr(dumped.err.rfind('\n', dumped.err.size() - 2) + 1), summary);
     }
     // Old records are 76 bytes of little-endian fields; AS numbers keep 16 bits.
     const string one = read_file(write_detail_file(dir, "one", "old", {flow_json(v4[0])}));
@@ -68,8 +66,7 @@ TEST(VornDetail, BadInputNamesTheLineAndLeavesTheOutputAsItWasAndMisuseEndsWithS
         return line.dump();
     };
     const std::tuple<const char*, string, string> cases[] = {
-        {"new", "{\"s_addr\":", "invalid JSON at byte 11"},
-        {"old", "{\"sport\":1e999}", "invalid JSON: number out of range"},
+        {"new", "{\"s_addr\":", "invalid JSON at byte 11"}, {"old", "{\"sport\":1e999}", "invalid JSON: number out of range"},
         {"new", edited("sport", nullptr), "missing key \"sport\""},
         {"old", edited("sport", "\"80\""), "key \"sport\" must be an unsigned integer"},
         {"new", edited("iface", "65536"), "key \"iface\" must be at most 65535"},
@@ -86,8 +83,7 @@ TEST(VornDetail, BadInputNamesTheLineAndLeavesTheOutputAsItWasAndMisuseEndsWithS
     EXPECT_EQ(read_file(out), "before");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path), {}), 1) << "a temporary file was left";
     const ProgramRun unreadable = vorn_detail({"dump", dir.file("none.vorn")});
-    const string not_readable = "\nvorn-detail: " + dir.file("none.vorn") + ": not a readable detail file\n";
-    EXPECT_TRUE(unreadable.status == 1 && unreadable.err.find(not_readable) != string::npos) << unreadable.err;
+    EXPECT_TRUE(unreadable.status == 1 && unreadable.err.find("\nvorn-detail: " + dir.file("none.vorn") + ": not a readable detail file\n") != string::npos);
     const ProgramRun misuse = vorn_detail({"write", "--format", "csv", out}), unknown = vorn_detail({"write", "new", out});
     EXPECT_TRUE(misuse.status == 2 && misuse.err == "vorn-detail: unknown format 'csv' (new or old)\n") << misuse.err;
     EXPECT_TRUE(unknown.status == 2 && unknown.err.rfind("Usage: vorn-detail dump FILE\n", 0) == 0) << unknown.err;
