@@ -13,32 +13,28 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const StrellTest::TempDir dir;
-    const std::string out = dir.file("fuzz.vorn");
-    std::filesystem::remove(out);
+    const std::string out = dir.file("fuzz.vorn"), text(reinterpret_cast<const char*>(data) + (size > 0), size - (size > 0));
     const bool old = size > 0 && data[0] == 'o';
-    const std::string text = size > 0 ? std::string(reinterpret_cast<const char*>(data) + 1, size - 1) : "";
-    std::istringstream in(text);
-    std::ostringstream err;
+    std::filesystem::remove(out);
+    std::istringstream in(text), lines(text);
+    std::ostringstream err, dumped;
     if (Strell::write_detail_file(old ? Strell::DetailFormat::Old : Strell::DetailFormat::New, out, in, err) != 0) {
         if (std::filesystem::exists(out)) std::abort();  // no partial file
         return 0;
     }
-    std::string expected, line;
-    for (std::istringstream lines(text); std::getline(lines, line);) {
-        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    std::string expected, problem;
+    for (std::string line; std::getline(lines, line);) {
         Vorn::TrafficStat record;
-        std::string problem;
+        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
         if (!Strell::traffic_stat_from_json(line, record, problem)) std::abort();
         auto json = nlohmann::json::parse(record.to_str_json());
         // What the old format does not carry reads back as in a fresh record.
-        for (const char* key : {"iface", "oface", "ts_first", "ts_last", "src_as", "dst_as", "src_mask", "dst_mask"})
-            if (old) json[key] = 0;
-        if (old) json["ip"] = json["router_ip_netflow_from"] = "0.0.0.0";
+        for (const char* key : {"iface", "oface", "ts_first", "ts_last", "src_as", "dst_as", "src_mask", "dst_mask", "ip", "router_ip_netflow_from"})
+            if (old) json[key] = json[key].is_string() ? nlohmann::json("0.0.0.0") : nlohmann::json(0);
         expected += json.dump() + "\n";
     }
-    std::ostringstream dumped, dump_err;
-    const int status = Strell::dump_detail_file(out, dumped, dump_err);
     // A file of no records is refused by probe: nothing to read back then.
+    const int status = Strell::dump_detail_file(out, dumped, err);
     if (expected.empty() ? !dumped.str().empty() : (status != 0 || dumped.str() != expected)) std::abort();
     return 0;
 }

@@ -8,9 +8,8 @@ BUILD=$5
 
 deb=$("$SOURCE/scripts/package" "$BUILD" 2>"$WORK/package.log") || fail "scripts/package: $(tail -5 "$WORK/package.log")"
 field() { dpkg-deb -f "$deb" "$1"; }
-expect_eq "package" strell "$(field Package)"
-expect_eq "version" "$(sed -n 's/^project(strell VERSION \([0-9.]*\).*/\1/p' "$SOURCE/CMakeLists.txt")" "$(field Version)"
-expect_eq "architecture" "$(dpkg --print-architecture)" "$(field Architecture)"
+expect_eq "package, version, architecture" "strell $(sed -n 's/^project(strell VERSION \([0-9.]*\).*/\1/p' "$SOURCE/CMakeLists.txt") $(dpkg --print-architecture)" \
+    "$(field Package) $(field Version) $(field Architecture)"
 grep -q 'libc6 (>= ' <<<"$(field Depends)" || fail "no libc6 dependency found by dpkg-shlibdeps: $(field Depends)"
 grep -q '^ vorn-detail dumps and writes detail files' <<<"$(field Description)" || fail "no long description"
 
@@ -24,7 +23,6 @@ grep -q '^Usage: vorn-detail dump FILE' <<<"$("$WORK/root/usr/bin/vorn-detail" -
 
 for page in strell vorn-detail; do
     file=$WORK/root/usr/share/man/man1/$page.1.gz
-    warnings=$(MANWIDTH=80 man --warnings=w -l "$file" 2>&1 >/dev/null)
-    expect_eq "man warnings of $page.1" "" "$warnings"
+    expect_eq "man warnings of $page.1" "" "$(MANWIDTH=80 man --warnings=w -l "$file" 2>&1 >/dev/null)"
     grep -q ": \"$page - " <<<"$(lexgrog "$file")" || fail "lexgrog finds no NAME in $page.1"
 done
