@@ -11,21 +11,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const StrellTest::TempDir dir;
     const std::string path = dir.write("fuzz.vorn", std::string(reinterpret_cast<const char*>(data), size));
     Vorn::AcceptAllFilter filter;
-    std::vector<std::string> one_by_one;
-    {
-        Vorn::DetailedInfoFileParser parser;
-        parser.init(nullptr, &filter);
-        parser.probe(path.c_str());
-        Vorn::TrafficStat record;
-        while (parser.parse_record(record) != 0) one_by_one.push_back(record.to_str_json());
-        if (parser.parse_record(record) != 0) std::abort();  // stays at the end
-    }
+    std::vector<std::string> seen[2];  // record by record, then whole with parse()
     std::list<Vorn::TrafficStat> output;
-    Vorn::DetailedInfoFileParser parser;
-    parser.init(&output, &filter);
-    if (parser.probe(path.c_str()) != 2) parser.parse();
-    std::vector<std::string> whole;
-    for (const Vorn::TrafficStat& kept : output) whole.push_back(kept.to_str_json());
-    if (whole != one_by_one) std::abort();
+    Vorn::DetailedInfoFileParser one_by_one, whole;
+    one_by_one.init(nullptr, &filter), whole.init(&output, &filter);
+    one_by_one.probe(path.c_str());
+    Vorn::TrafficStat record;
+    while (one_by_one.parse_record(record) != 0) seen[0].push_back(record.to_str_json());
+    if (one_by_one.parse_record(record) != 0) std::abort();  // stays at the end
+    if (whole.probe(path.c_str()) != 2) whole.parse();
+    for (const Vorn::TrafficStat& kept : output) seen[1].push_back(kept.to_str_json());
+    if (seen[0] != seen[1]) std::abort();
     return 0;
 }

@@ -132,8 +132,7 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
 
 TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
     Socket receiver(Socket::UDP), sender(Socket::UDP);
-    receiver.listen(endpoint("127.0.0.1", 0));
-    sender.listen(endpoint("127.0.0.1", 0));
+    for (Socket* socket : {&receiver, &sender}) socket->listen(endpoint("127.0.0.1", 0));
     Poll poll(50);
     poll.add(receiver, Poll::pollin);
     poll.add(receiver, Poll::pollerr);  // OR-ed into the same entry

@@ -26,10 +26,7 @@ inline std::string hex(const Datagram& d, size_t begin = 0, size_t end = SIZE_MA
 }
 
 // A flowset's body follows its 4-byte header and keeps its padding.
-struct V9Flowset {
-    uint32_t id;
-    Datagram body;
-};
+struct V9Flowset { uint32_t id; Datagram body; };
 
 struct V9Datagram {
     uint32_t version, count, sys_uptime, unix_secs, sequence, source_id;
