@@ -17,7 +17,8 @@ TEST(StrellRecord, DataOfAFlowHoldsItsValuesInTemplateOrder) {
     flow.s_addr = flow.d_addr = Vorn::IP_address::from_string("2001:db8::1");
     flow.nexthop_addr = Vorn::IP_address::from_string("fe80::1");
     std::tie(flow.sport, flow.src_as, flow.proto) = std::tuple(1, 3, 11);
-    const Strell::StrellRecord record(flow);
+    Strell::StrellRecord record{Vorn::TrafficFlowRecord()};
+    record = Strell::StrellRecord(flow);  // a value: what it is assigned replaces all it held
     Strell::RawData out;
     for (const Strell::DataField& field : record.data()) field.serialize(out);
     EXPECT_EQ(hex({out.data(), out.data() + out.size()}),

@@ -39,12 +39,18 @@ TEST(VornDetailImport, MapsEveryFlowMemberAndSkipsOtherRecords) {
         for (const auto& [key, value] : expected[i].items()) EXPECT_EQ(records[i][key], value) << key;
 }
 
+// v9_flow as nfdump would print another flow: its source (and family), source port and AS numbers.
+json stored(const string& source, int sport, uint32_t src_as = 2, uint32_t dst_as = 3) {
+    json flow = v9_flow;
+    if (source.find(':') != string::npos) flow.erase("src4_addr"), flow.erase("dst4_addr"), flow["dst6_addr"] = "2001:db8::2";
+    flow[source.find(':') != string::npos ? "src6_addr" : "src4_addr"] = source;
+    return flow.update({{"src_port", sport}, {"src_as", src_as}, {"dst_as", dst_as}}), flow;
+}
+
 TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
     TempDir dir;
     const auto edited = [](const char* key, json value) { json flow = v9_flow; return flow[key] = std::move(value), json::array({v9_flow, flow}).dump(); };
     const string two = json::array({v9_flow, v9_flow}).dump();
-    json v6 = v9_flow;
-    v6.erase("src4_addr"), v6.erase("dst4_addr"), v6["src6_addr"] = "::1", v6["dst6_addr"] = "::2";
     const std::tuple<const char*, string, string> cases[] = {
         {"new", "ordinal 5", "invalid JSON at byte 1"},
         {"new", two.substr(0, two.size() - 1), "after flow 2: input ends before the array is closed"},
@@ -56,7 +62,8 @@ TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
                                                  "as nfdump prints TCP flags: \"...AP.FS\""},
         {"new", edited("first", "2024-13-01T12:00:05.000"), "flow 2: member \"first\" must be a time as nfdump prints it "
                                                             "(YYYY-MM-DDThh:mm:ss.sss): \"2024-13-01T12:00:05.000\""},
-        {"new", "[" + v9_flow.dump() + ",3]", "element 2 of the array is not an object"}, {"old", json::array({v6}).dump(), ""},
+        {"new", "[" + v9_flow.dump() + ",3]", "element 2 of the array is not an object"},
+        {"old", json::array({stored("::1", 1)}).dump(), ""},  // the old format holds IPv4 flows only
     };
     for (const auto& [format, input, message] : cases) {
         const ProgramRun run = vorn_detail({"import", "--format", format, dir.file("out.vorn")}, input);
@@ -67,14 +74,6 @@ TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
     // An empty capture makes an empty file: the header alone.
     EXPECT_EQ(vorn_detail({"import", "--format", "new", dir.file("out.vorn")}, "[\n]\n").status, 0);
     EXPECT_EQ(read_file(dir.file("out.vorn")), read_file(write_detail_file(dir, "empty.vorn", "new", {})));
-}
-
-// v9_flow as nfdump would print another flow: its source (and family), source port and AS numbers.
-json stored(const string& source, int sport, uint32_t src_as = 2, uint32_t dst_as = 3) {
-    json flow = v9_flow;
-    if (source.find(':') != string::npos) flow.erase("src4_addr"), flow.erase("dst4_addr"), flow["dst6_addr"] = "2001:db8::2";
-    flow[source.find(':') != string::npos ? "src6_addr" : "src4_addr"] = source;
-    return flow.update({{"src_port", sport}, {"src_as", src_as}, {"dst_as", dst_as}}), flow;
 }
 
 TEST(VornDetailImport, CompareMatchesByFieldsAndReportsLossExtrasAndDifferences) {
