@@ -35,8 +35,7 @@ TEST(VornConfig, ImportSplitsAtTheFirstEqualsSkipsCommentsAndSectionsAndLogsLine
     EXPECT_EQ((config.get("key", value), value), "value");
     // Into a character buffer: at most `size` characters and no terminating zero; an empty value writes one zero.
     char key[] = "key", empty[] = "empty", buffer[] = "zzzzzzz";
-    config.get(key, buffer, 4);
-    config.get(empty, buffer + 1, 4);
+    config.get(key, buffer, 4), config.get(empty, buffer + 1, 4);
     EXPECT_EQ(std::string(buffer, sizeof buffer), std::string("v\0luzzz\0", 8));
 }
 

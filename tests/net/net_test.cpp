@@ -121,6 +121,9 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::1") && receiver.get_local_endpoint().port == 0);
     sender.set_option(SocketOption(SocketOption::reuse_addr, 1));
     sender.listen({make_any_ip(IPv6), 0});
+    int reuse = 0;
+    socklen_t size = sizeof reuse;
+    EXPECT_TRUE(getsockopt(sender.get_native_socket(), SOL_SOCKET, SO_REUSEADDR, &reuse, &size) == 0 && reuse == 1) << "applied at the bind";
     EXPECT_EQ(sender.sendto("hello", 5, endpoint("::1", bound_port(receiver))), 5U);
     char data[16] = {};
     Socket::Endpoint from;
