@@ -3,8 +3,6 @@
 // total and when the last datagram came ("total N last SECONDS", on the
 // CLOCK_MONOTONIC clock), so a script can take the difference around every
 // run against one sink. It never looks at the payload.
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -16,6 +14,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "udp_receiver.h"
 
 namespace {
 
@@ -64,40 +64,14 @@ Options parse(int argc, char** argv) {
     std::exit(1);
 }
 
-int open_bound_socket(const Options& o) {
-    sockaddr_storage address{};
-    socklen_t length = 0;
-    auto* v4 = reinterpret_cast<sockaddr_in*>(&address);
-    auto* v6 = reinterpret_cast<sockaddr_in6*>(&address);
-    if (inet_pton(AF_INET, o.bind_address.c_str(), &v4->sin_addr) == 1) {
-        v4->sin_family = AF_INET;
-        length = sizeof *v4;
-    } else if (inet_pton(AF_INET6, o.bind_address.c_str(), &v6->sin6_addr) == 1) {
-        v6->sin6_family = AF_INET6;
-        length = sizeof *v6;
-    } else {
-        std::fprintf(stderr, "udp_sink: bad address %s\n", o.bind_address.c_str());
-        std::exit(2);
-    }
-    const int fd = ::socket(address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) die("socket");
-    // FORCE passes the rmem_max limit but needs root; plain SO_RCVBUF is the
-    // fall-back, capped by the system.
-    if (::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &o.buffer_bytes, sizeof o.buffer_bytes) != 0) {
-        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &o.buffer_bytes, sizeof o.buffer_bytes);
-    }
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0) die("bind");
-    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) die("getsockname");
-    const unsigned port = ntohs(address.ss_family == AF_INET ? v4->sin_port : v6->sin6_port);
-
-    // Written to a temporary name first, so a reader never sees half a number.
-    const std::string temporary = o.port_file + ".tmp";
+// Written to a temporary name first, so a reader never sees half a number.
+void write_port_file(const std::string& path, unsigned port) {
+    const std::string temporary = path + ".tmp";
     FILE* file = std::fopen(temporary.c_str(), "w");
     if (file == nullptr) die("port file");
     std::fprintf(file, "%u\n", port);
     std::fclose(file);
-    if (std::rename(temporary.c_str(), o.port_file.c_str()) != 0) die("port file");
-    return fd;
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) die("port file");
 }
 
 // steady_clock is CLOCK_MONOTONIC with glibc: the clock run_measured uses.
@@ -114,7 +88,10 @@ int main(int argc, char** argv) {
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
 
-    const int fd = open_bound_socket(o);
+    // The tests' receiver: bound to a port the system picks, its buffer raised past the cap where allowed.
+    const StrellTest::UdpReceiver receiver(o.bind_address, o.buffer_bytes);
+    write_port_file(o.port_file, receiver.port());
+    const int fd = receiver.fd();
     using Clock = std::chrono::steady_clock;
     const auto started = Clock::now();
     auto last_datagram = started;
@@ -160,6 +137,5 @@ int main(int argc, char** argv) {
     }
     std::printf("total %llu last %.6f\n", total, seconds_of(last_datagram));
     std::fflush(stdout);
-    ::close(fd);
     return 0;
 }

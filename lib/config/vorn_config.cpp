@@ -14,8 +14,8 @@ namespace Vorn {
 
 namespace {
 
-constexpr size_t kLineSize = 4096;
-constexpr int kPidError = 22;
+constexpr size_t line_size = 4096;
+constexpr int pid_error = 22;
 
 bool is_trimmed_lead(char c) { return c == ' ' || c == '\r' || c == '\n'; }
 bool is_trimmed_tail(char c) { return c == '\r' || c == '\n'; }
@@ -47,12 +47,12 @@ int VornConfig::import(const std::string& file_name) {
     FILE* file = std::fopen(file_name.c_str(), "r");
     if (file == nullptr) {
         log(Logger::Error, "%s: %s", file_name.c_str(), std::strerror(errno));
-        errors_ |= kImportFailed;
+        errors_ |= import_failed;
         return -1;
     }
     log(Logger::Info, "Processing config file: %s", file_name.c_str());
 
-    char line[kLineSize];
+    char line[line_size];
     int line_number = 0;
     while (std::fgets(line, sizeof line, file) != nullptr) {
         ++line_number;
@@ -121,7 +121,7 @@ int VornConfig::pid_create() {
     const int fd = ::open(pid_file_.c_str(), O_RDWR | O_CREAT, 0644);
     if (fd < 0) {
         log(Logger::Error, "Can't open pid file %s: %s", pid_file_.c_str(), std::strerror(errno));
-        return kPidError;
+        return pid_error;
     }
     char text[32];
     const int length = std::snprintf(text, sizeof text, "%d", static_cast<int>(getpid()));
@@ -130,7 +130,7 @@ int VornConfig::pid_create() {
         log(Logger::Error, "Can't write to pid file %s: %s", pid_file_.c_str(), std::strerror(errno));
         unlink(pid_file_.c_str());
         ::close(fd);
-        return kPidError;
+        return pid_error;
     }
     ::close(fd);
     return 0;
@@ -142,7 +142,7 @@ int VornConfig::pid_delete() {
     if (stat(pid_file_.c_str(), &info) == 0) log(Logger::Info, "Pid file found: %s; Overwriting", pid_file_.c_str());
     if (unlink(pid_file_.c_str()) != 0) {
         log(Logger::Error, "Can't unlink pid file %s: %s", pid_file_.c_str(), std::strerror(errno));
-        return kPidError;
+        return pid_error;
     }
     return 0;
 }

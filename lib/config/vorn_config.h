@@ -12,7 +12,7 @@ namespace Vorn {
 // Failures are logged under the facility name and reported by return codes.
 class VornConfig : public LogFacility {
 public:
-    static constexpr int kImportFailed = 1;  // error flag bit: a file could not be opened
+    static constexpr int import_failed = 1;  // error flag bit: a file could not be opened
 
     VornConfig(const std::string& facility, const std::string& pid_file);
     VornConfig(const VornConfig&) = delete;

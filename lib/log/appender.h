@@ -4,8 +4,8 @@
 
 namespace Vorn {
 
-// An output of the logger. Each appender owns its destination and its own
-// lock, and decides by its own level whether a message is printed.
+// An output of the logger, all the logger knows of one. Each decides by its
+// own level whether a message is printed (BaseAppender does that for them).
 class Appender {
 public:
     virtual void write(Logger::Message* message) = 0;

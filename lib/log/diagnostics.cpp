@@ -10,7 +10,7 @@ namespace Vorn {
 
 namespace {
 
-constexpr int kMaxFrames = 256;
+constexpr int max_frames = 256;
 
 const LogStream& trace_stream() {
     static const LogStream stream("trace");
@@ -25,8 +25,8 @@ const LogStream& util_log_stream() {
 }  // namespace
 
 void print_backtrace() {
-    void* frames[kMaxFrames];
-    const int count = backtrace(frames, kMaxFrames);
+    void* frames[max_frames];
+    const int count = backtrace(frames, max_frames);
     char** symbols = backtrace_symbols(frames, count);
 
     const LogStream& stream = trace_stream();

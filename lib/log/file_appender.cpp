@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "log/log_facility.h"
 #include "util/file_utils.h"
@@ -19,8 +18,7 @@ namespace Vorn {
 
 namespace {
 
-constexpr unsigned long kDefaultMaxSize = 10485760;
-constexpr size_t kHeaderSize = 17;
+constexpr unsigned long default_max_size = 10485760;
 
 // Leading decimal digits of a rotated file's suffix; anything else counts as 0.
 uint64_t suffix_number(const std::string& suffix) {
@@ -34,12 +32,12 @@ FileAppender::~FileAppender() { close(); }
 
 void FileAppender::init(Logger::Level level, const std::string& file_name, bool rotate, unsigned int max_count,
                         unsigned long max_size) {
-    level_ = level;
+    set_level(level);
     file_name_ = file_name;
     rotate_ = rotate;
     max_count_ = max_count;
     max_size_ = max_size;
-    if (max_size_ == 0 && rotate_) max_size_ = kDefaultMaxSize;
+    if (max_size_ == 0 && rotate_) max_size_ = default_max_size;
     open();
 }
 
@@ -55,24 +53,17 @@ void FileAppender::open() {
     }
 
     // Straight into the file, so every log file starts with the build that wrote it.
-    char header[kHeaderSize];
-    tm local_time;
-    const time_t now = std::time(nullptr);
-    localtime_r(&now, &local_time);
-    if (std::strftime(header, sizeof header, "%b %d %T ", &local_time) == 0) header[0] = '\0';
-    std::fprintf(stream_, "%s %x  %s:  %s\n", header, static_cast<unsigned>(Thread::self_id()), "System version",
-                 VORN_VERSION_TEXT);
+    std::fprintf(stream_, "%s %x  %s:  %s\n", Logger::time_stamp().c_str(), static_cast<unsigned>(Thread::self_id()),
+                 "System version", VORN_VERSION_TEXT);
     log.log(Logger::Info, "Using '%s' file", file_name_.c_str());
 }
 
-void FileAppender::write(Logger::Message* message) {
-    if (message->level > level_) return;
-    std::lock_guard<std::mutex> lock(mutex_);
+void FileAppender::write_message(const Logger::Message& message) {
     // Only a critical-level appender echoes to the terminal; one set to a
     // more verbose level does not, though it prints the same messages.
-    if (message->level <= Logger::Critical && level_ == Logger::Critical && stream_ != stderr) {
-        std::fputs(message->header.c_str(), stderr);
-        std::fputs(message->text.c_str(), stderr);
+    if (message.level <= Logger::Critical && level() == Logger::Critical && stream_ != stderr) {
+        std::fputs(message.header.c_str(), stderr);
+        std::fputs(message.text.c_str(), stderr);
     }
     if (stream_ == nullptr) {
         try {
@@ -81,35 +72,29 @@ void FileAppender::write(Logger::Message* message) {
             stream_ = stderr;
         }
     }
-    std::fputs(message->header.c_str(), stream_);
-    std::fputs(message->text.c_str(), stream_);
+    std::fputs(message.header.c_str(), stream_);
+    std::fputs(message.text.c_str(), stream_);
 
     if (!rotate_) return;
     struct stat info;
     if (fstat(fileno(stream_), &info) == 0 && S_ISREG(info.st_mode) &&
         static_cast<uint64_t>(info.st_size) >= max_size_) {
-        close_stream();
+        close_output();
         rotate_logs();
     }
 }
 
-void FileAppender::flush() {
-    std::lock_guard<std::mutex> lock(mutex_);
+void FileAppender::flush_output() {
     if (stream_ != nullptr) std::fflush(stream_);
 }
 
-void FileAppender::close() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    close_stream();
-}
-
-void FileAppender::close_stream() {
+void FileAppender::close_output() {
     if (stream_ != nullptr && stream_ != stderr) std::fclose(stream_);
     stream_ = nullptr;
 }
 
-void FileAppender::reopen() {
-    close();
+void FileAppender::reopen_output() {
+    close_output();
     open();
 }
 

@@ -2,10 +2,9 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <string>
 
-#include "log/appender.h"
+#include "log/base_appender.h"
 #include "log/logger.h"
 #include "util/exception.h"
 
@@ -17,37 +16,29 @@ public:
 };
 
 // Writes log lines to a file, optionally rotating it by size into F.1, F.2, ...
-class FileAppender : public Appender {
+class FileAppender : public BaseAppender {
 public:
-    FileAppender() = default;
-    FileAppender(const FileAppender&) = delete;
-    FileAppender& operator=(const FileAppender&) = delete;
+    ~FileAppender() override;
 
     // Throws FileAppenderError when the file cannot be opened.
     void init(Logger::Level level, const std::string& file_name, bool rotate, unsigned int max_count,
               unsigned long max_size);
-    // Takes no lock of its own: write() calls it with the mutex held.
+    // Takes no lock of its own: it runs at set-up and under the lock.
     void open();
-
-    void write(Logger::Message* message) override;
-    void flush() override;
-    void close() override;
-    void reopen() override;
-    ~FileAppender() override;
-
     void rotate_logs();
 
 private:
-    void close_stream();
+    void write_message(const Logger::Message& message) override;
+    void flush_output() override;
+    void close_output() override;
+    void reopen_output() override;
 
-    Logger::Level level_ = Logger::Trace;
     std::string file_name_;
     bool rotate_ = false;
     uint32_t max_count_ = 0;
     uint64_t max_size_ = 0;
     // Standard error after a failed open; null between a rotation and the next write.
     FILE* stream_ = nullptr;
-    std::mutex mutex_;
 };
 
 }  // namespace Vorn

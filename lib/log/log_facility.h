@@ -14,7 +14,6 @@ public:
     virtual ~LogFacility() = default;
 
     void log(Logger::Level level, const char* format, ...) const __attribute__((format(printf, 3, 4)));
-    const std::string& facility() const { return facility_; }
 
     static void init(Logger* logger);
 

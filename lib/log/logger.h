@@ -31,6 +31,8 @@ public:
 
     // The seven-character name of a level as it appears in every line.
     static const char* level_name(int level);
+    // The header of a line written now: the local time as "%b %d %T ".
+    static std::string time_stamp();
 };
 
 }  // namespace Vorn

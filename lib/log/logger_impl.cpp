@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 
 #include "log/log_facility.h"
@@ -13,9 +12,9 @@ namespace Vorn {
 
 namespace {
 
-constexpr std::chrono::milliseconds kIdleWait(50);
-constexpr size_t kHeaderSize = 17;
-constexpr size_t kPrefixSize = 256;
+constexpr std::chrono::milliseconds idle_wait(50);
+constexpr int64_t flush_interval_usec = 50000;
+constexpr size_t prefix_size = 256;
 
 std::mutex lifecycle_mutex;
 
@@ -23,7 +22,7 @@ std::mutex lifecycle_mutex;
 
 std::atomic<LoggerImpl*> LoggerImpl::instance_{nullptr};
 
-LoggerImpl::LoggerImpl() : ring_(static_cast<Message**>(std::calloc(kRingSize, sizeof(Message*)))) {
+LoggerImpl::LoggerImpl() : ring_(static_cast<Message**>(std::calloc(ring_size, sizeof(Message*)))) {
     if (ring_ == nullptr) throw std::bad_alloc();
 }
 
@@ -40,14 +39,9 @@ void LoggerImpl::write(Level level, const std::string& facility, const std::stri
     Message* message = new Message;
     message->level = level;
 
-    char header[kHeaderSize];
-    tm local_time;
-    const time_t now = std::time(nullptr);
-    localtime_r(&now, &local_time);
-    const size_t header_length = std::strftime(header, sizeof header, "%b %d %T ", &local_time);
-    message->header.assign(header, header_length);
+    message->header = time_stamp();
 
-    char prefix[kPrefixSize];
+    char prefix[prefix_size];
     int prefix_length = std::snprintf(prefix, sizeof prefix, "%s: %x %s: ", level_name(level),
                                       static_cast<unsigned>(Thread::self_id()), facility.c_str());
     if (prefix_length < 0) prefix_length = 0;
@@ -65,7 +59,7 @@ void LoggerImpl::write(Level level, const std::string& facility, const std::stri
         return;
     }
     ring_[write_pos_] = message;
-    write_pos_ = (write_pos_ + 1) % kRingSize;
+    write_pos_ = (write_pos_ + 1) % ring_size;
     queue_ready_.notify_one();
 }
 
@@ -75,7 +69,7 @@ void LoggerImpl::stop() {
         // Skipping an empty slot leaves a hole the drain stops at, so lines
         // written from here on are never output.
         if (ring_[write_pos_] == nullptr) {
-            write_pos_ = (write_pos_ + 1) % kRingSize;
+            write_pos_ = (write_pos_ + 1) % ring_size;
         } else {
             ++dropped_;
         }
@@ -93,17 +87,17 @@ LoggerImpl::Message* LoggerImpl::take(std::chrono::milliseconds wait) {
     Message* message = ring_[read_pos_];
     if (message != nullptr) {
         ring_[read_pos_] = nullptr;
-        read_pos_ = (read_pos_ + 1) % kRingSize;
+        read_pos_ = (read_pos_ + 1) % ring_size;
     }
     return message;
 }
 
 void LoggerImpl::run() {
     while (!check_stop()) {
-        Message* message = take(kIdleWait);
+        Message* message = take(idle_wait);
         std::lock_guard<std::mutex> lock(appenders_mutex_);
         write(message);
-        if (Time::useconds() - last_flush_ > kFlushIntervalUsec) flush_appenders();
+        if (Time::useconds() - last_flush_ > flush_interval_usec) flush_appenders();
     }
     drain();
 }

@@ -19,8 +19,7 @@ namespace Vorn {
 // ring, the worker thread hands them to the appenders (or standard error).
 class LoggerImpl : public Logger, public Thread {
 public:
-    static constexpr size_t kRingSize = 65536;
-    static constexpr int64_t kFlushIntervalUsec = 50000;
+    static constexpr size_t ring_size = 65536;
 
     // Public so tests can run a private logger beside the process-wide one.
     LoggerImpl();

@@ -9,8 +9,6 @@
 
 namespace Vorn {
 
-class VornConfig;
-
 // What the process-wide logger is set up from; empty names mean no such output.
 struct LoggerSettings {
     Logger::Level level = Logger::Trace;  // main log file and syslog
@@ -27,8 +25,5 @@ struct LoggerSettings {
 // also appended to `appenders`. An appender that fails to initialise is
 // deleted and its exception passes on; those made before it stay registered.
 void init_logger(const LoggerSettings& settings, std::vector<Appender*>& appenders);
-
-// The same, with the settings read from the configuration's logger keys.
-void init_logger(VornConfig* config);
 
 }  // namespace Vorn

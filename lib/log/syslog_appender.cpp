@@ -6,7 +6,10 @@
 
 namespace Vorn {
 
-int SysLogAppender::priority(int level) {
+namespace {
+
+// The syslog priority a message of the given level goes out with.
+int priority(int level) {
     switch (level) {
         case Logger::Alert: return LOG_ALERT;
         case Logger::Critical: return LOG_CRIT;
@@ -18,17 +21,18 @@ int SysLogAppender::priority(int level) {
     }
 }
 
+}  // namespace
+
 void SysLogAppender::init(Logger::Level level, const std::string& name) {
-    level_ = level;
+    set_level(level);
     name_ = name;
     openlog(name_.c_str(), 0, LOG_USER);
     opened_ = true;
-    LogFacility("SyslogAppender").log(Logger::Info, "Using syslog name '%s\" log level %d", name_.c_str(), level_);
+    LogFacility("SyslogAppender").log(Logger::Info, "Using syslog name '%s\" log level %d", name_.c_str(), level);
 }
 
-void SysLogAppender::write(Logger::Message* message) {
-    if (message->level > level_) return;
-    syslog(priority(message->level), "%s", message->text.c_str());
+void SysLogAppender::write_message(const Logger::Message& message) {
+    syslog(priority(message.level), "%s", message.text.c_str());
 }
 
 SysLogAppender::~SysLogAppender() {

@@ -1,12 +1,9 @@
 #include "net/socket.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 
 #include "log/log_stream.h"
@@ -30,6 +27,13 @@ const LogStream& network_log() {
     throw SocketError(SocketImpl::describe_errno(operation));
 }
 
+// Only listen closes the socket when it fails; errno is read before close can change it.
+[[noreturn]] void close_and_fail(Socket& socket, const char* operation) {
+    const std::string text = SocketImpl::describe_errno(operation);
+    socket.close();
+    throw SocketError(text);
+}
+
 bool apply_option(int descriptor, const SocketOption& option) {
     const std::string& text = option.text_value();
     if (!text.empty())
@@ -39,57 +43,20 @@ bool apply_option(int descriptor, const SocketOption& option) {
     return ::setsockopt(descriptor, option.level(), option.name(), &value, sizeof value) == 0;
 }
 
+// The first steps of listen and connect: open for the endpoint's family,
+// apply the options, and give the endpoint's socket address.
+socklen_t open_for(Socket& socket, const Socket::Endpoint& endpoint, SocketImpl::SockAddr& address) {
+    socket.open(endpoint.address.family());
+    socket.set_options();
+    return SocketImpl::fill_sockaddr(endpoint, address);
+}
+
 int duplicate(int descriptor) {
     // Like dup, but the copy keeps close-on-exec as every socket of this layer has it.
     return descriptor < 0 ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
 }
 
-// Inlined into sendto, the hot path.
-[[gnu::always_inline]] inline socklen_t to_sockaddr(const Socket::Endpoint& endpoint, SocketImpl::SockAddr& out) {
-    switch (endpoint.address.family()) {
-        case IP_address::IPv4:
-            std::memset(&out.v4, 0, sizeof out.v4);
-            out.v4.sin_family = AF_INET;
-            out.v4.sin_port = htons(endpoint.port);
-            out.v4.sin_addr.s_addr = htonl(endpoint.address.to_int());
-            return sizeof out.v4;
-        case IP_address::IPv6:
-            std::memset(&out.v6, 0, sizeof out.v6);
-            out.v6.sin6_family = AF_INET6;
-            out.v6.sin6_port = htons(endpoint.port);
-            endpoint.address.hton(out.v6.sin6_addr.s6_addr, IP_address::IPv6);
-            return sizeof out.v6;
-    }
-    fail("fill_sockaddr: invalid endpoint");
-}
-
 }  // namespace
-
-// ---------------------------------------------------------------- socket addresses
-
-namespace SocketImpl {
-
-socklen_t fill_sockaddr(const Socket::Endpoint& endpoint, SockAddr& out) { return to_sockaddr(endpoint, out); }
-
-Socket::Endpoint fill_endpoint(const SockAddr& address, socklen_t size) {
-    Socket::Endpoint endpoint;
-    switch (address.base.sa_family) {
-        case AF_INET:
-            if (size < sizeof(sockaddr_in)) fail("fill_endpoint: invalid data size");
-            endpoint.address = IP_address::from_raw(IP_address::IPv4, &address.v4.sin_addr, 4);
-            endpoint.port = ntohs(address.v4.sin_port);
-            return endpoint;
-        case AF_INET6:
-            // Deliberately the IPv4 bound of 16 bytes, not the full 28.
-            if (size < sizeof(sockaddr_in)) fail("fill_endpoint: invalid data size");
-            endpoint.address = IP_address::from_raw(IP_address::IPv6, address.v6.sin6_addr.s6_addr, 16);
-            endpoint.port = ntohs(address.v6.sin6_port);
-            return endpoint;
-    }
-    fail("fill_endpoint: unsupported address family");
-}
-
-}  // namespace SocketImpl
 
 // ---------------------------------------------------------------- life cycle
 
@@ -162,29 +129,17 @@ void Socket::open(IP_address::Family family) {
 }
 
 void Socket::listen(const Endpoint& endpoint) {
-    open(endpoint.address.family());
-    set_options();
     SocketImpl::SockAddr address;
-    const socklen_t length = SocketImpl::fill_sockaddr(endpoint, address);
-    if (::bind(descriptor_, &address.base, length) != 0) {
-        const std::string text = SocketImpl::describe_errno("bind");
-        close();
-        throw SocketError(text);
-    }
-    if (protocol_ == TCP && ::listen(descriptor_, static_cast<int>(max_conn_)) != 0) {
-        const std::string text = SocketImpl::describe_errno("listen");
-        close();
-        throw SocketError(text);
-    }
+    const socklen_t length = open_for(*this, endpoint, address);
+    if (::bind(descriptor_, &address.base, length) != 0) close_and_fail(*this, "bind");
+    if (protocol_ == TCP && ::listen(descriptor_, static_cast<int>(max_conn_)) != 0) close_and_fail(*this, "listen");
     endpoint_ = endpoint;
     listening_ = true;
 }
 
 void Socket::connect(const Endpoint& endpoint) {
-    open(endpoint.address.family());
-    set_options();
     SocketImpl::SockAddr address;
-    const socklen_t length = SocketImpl::fill_sockaddr(endpoint, address);
+    const socklen_t length = open_for(*this, endpoint, address);
     if (::connect(descriptor_, &address.base, length) != 0) fail_described("connect");  // stays open
     endpoint_ = endpoint;
 }
@@ -244,7 +199,7 @@ size_t Socket::recvfrom(void* data, size_t size, Endpoint& from) {
 size_t Socket::sendto(const void* data, size_t size, const Endpoint& to) {
     if (VORN_UNLIKELY(descriptor_ == -1)) fail("sendto: socket is closed");
     SocketImpl::SockAddr address;
-    const socklen_t length = to_sockaddr(to, address);
+    const socklen_t length = SocketImpl::fill_sockaddr(to, address);
     const ssize_t count = ::sendto(descriptor_, data, size, 0, &address.base, length);
     if (VORN_UNLIKELY(count < 0)) fail_described("sendto");
     return static_cast<size_t>(count);

@@ -11,10 +11,4 @@ public:
     explicit SocketError(const std::string& text) : Exception("SocketError: " + text) {}
 };
 
-namespace SocketImpl {
-// " failed <operation>: <strerror(errno)>"; the leading blank is kept on purpose,
-// so what() shows two blanks after the colon.
-std::string describe_error(const std::string& operation);
-}  // namespace SocketImpl
-
 }  // namespace Vorn

@@ -1,13 +1,38 @@
 #include "stat/detail_input.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
 namespace Vorn {
 
+namespace {
+
+// The parser seeks, so a FIFO can never be read; it is refused at once
+// instead of being waited on in open() until some writer comes.
+FILE* open_unless_fifo(const char* path) {
+    const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    struct stat info;
+    const int flags = fcntl(fd, F_GETFL);
+    if (fstat(fd, &info) != 0 || S_ISFIFO(info.st_mode) || flags == -1 ||
+        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        ::close(fd);
+        return nullptr;
+    }
+    FILE* file = fdopen(fd, "rb");
+    if (file == nullptr) ::close(fd);
+    return file;
+}
+
+}  // namespace
+
 bool DetailInput::open(const char* path) {
     close();
-    file_ = std::fopen(path, "rb");
+    file_ = open_unless_fifo(path);
     if (file_ == nullptr) return false;
     std::setvbuf(file_, nullptr, _IONBF, 0);
     if (!buffer_) buffer_.reset(new unsigned char[capacity]);

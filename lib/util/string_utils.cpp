@@ -3,37 +3,37 @@
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 
 namespace Vorn {
 
-namespace {
-constexpr size_t kFormatStep = 1024;
-// Room kept free at the end of the buffer; a result that reaches it counts as cut.
-constexpr size_t kFormatSlack = 16;
-}  // namespace
+std::string vpf_str(const char* format, va_list args) {
+    // Most texts fit the first attempt; a longer one is formatted again into
+    // a string of the length the first attempt reported.
+    char buffer[1024];
+    va_list attempt;
+    va_copy(attempt, args);
+    const int length = std::vsnprintf(buffer, sizeof buffer, format, attempt);
+    va_end(attempt);
+    if (length < 0) return std::string();  // an encoding error
+    if (static_cast<size_t>(length) < sizeof buffer) return std::string(buffer);
+
+    std::string text(static_cast<size_t>(length), '\0');
+    va_copy(attempt, args);
+    std::vsnprintf(&text[0], text.size() + 1, format, attempt);
+    va_end(attempt);
+    text.resize(std::strlen(text.c_str()));  // up to the first zero byte, as the short form reads
+    return text;
+}
 
 std::string pf_str(const char* format, ...) {
-    size_t size = kFormatStep;
-    char* buffer = static_cast<char*>(std::malloc(size));
     va_list args;
     va_start(args, format);
-    for (;;) {
-        va_list attempt;
-        va_copy(attempt, args);
-        const int length = std::vsnprintf(buffer, size, format, attempt);
-        va_end(attempt);
-        if (length < static_cast<int>(size - kFormatSlack)) break;
-        std::free(buffer);
-        size += kFormatStep;
-        buffer = static_cast<char*>(std::malloc(size));
-    }
+    std::string text = vpf_str(format, args);
     va_end(args);
-    std::string result(buffer);
-    std::free(buffer);
-    return result;
+    return text;
 }
 
 std::string itoa(int value) {
@@ -49,13 +49,13 @@ std::string ftoa(float value, int precision) {
 }
 
 std::string to_hex_string(const void* data, size_t length) {
-    static const char kDigits[] = "0123456789abcdef";
+    static const char digits[] = "0123456789abcdef";
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
     std::string result;
     result.reserve(length * 2);
     for (size_t i = 0; i < length; ++i) {
-        result += kDigits[bytes[i] >> 4];
-        result += kDigits[bytes[i] & 0x0f];
+        result += digits[bytes[i] >> 4];
+        result += digits[bytes[i] & 0x0f];
     }
     return result;
 }

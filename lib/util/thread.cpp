@@ -7,12 +7,12 @@
 namespace Vorn {
 
 namespace {
-constexpr size_t kStackSize = 1048576;
+constexpr size_t stack_size = 1048576;
 }
 
 Thread::Thread() {
     pthread_attr_init(&attr_);
-    pthread_attr_setstacksize(&attr_, kStackSize);
+    pthread_attr_setstacksize(&attr_, stack_size);
     // Created detached rather than detached after creation: a disposed worker
     // may already have deleted this object by the time pthread_create returns.
     pthread_attr_setdetachstate(&attr_, PTHREAD_CREATE_DETACHED);

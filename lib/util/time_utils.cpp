@@ -31,10 +31,10 @@ int64_t useconds() {
 bool is_leap_year(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
 int get_days_in_month(int year, int month) {
-    static const int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    static const int days[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     if (month < 0 || month > 11) return 31;
     if (month == 1 && is_leap_year(year)) return 29;
-    return kDays[month];
+    return days[month];
 }
 
 }  // namespace Time

@@ -6,10 +6,8 @@
 
 #include "stat/detail_encoder.h"
 
-namespace Strell {
+namespace Vorn {
 
-using Vorn::DetailEncoder;
-using Vorn::DetailFormat;
 
 // Exit statuses of vorn-detail.
 constexpr int exit_ok = 0;
@@ -20,8 +18,9 @@ constexpr int exit_usage = 2;
 // format and the number of records on err.
 int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& err);
 
-// JSON lines from in to a detail file at path. Written beside path under a
-// temporary name and renamed at the end, so bad input leaves no file.
+// JSON lines from in to a detail file at path, through an OutputFile: bad
+// input leaves a file at path as it was. A stream that is not good to begin
+// with stands for a closed standard input and is refused.
 int write_detail_file(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err);
 
 // The whole command line without the program name.
@@ -29,4 +28,4 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
 
 extern const char* const vorn_detail_usage;
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -1,33 +1,17 @@
 #include "tools/vorn_detail/json_record.h"
 
 #include <cstdint>
-#include <iterator>
-#include <limits>
 
-#include <nlohmann/json.hpp>
+#include "tools/vorn_detail/json_field.h"
 
-#include "net/ip_address.h"
-
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
 using nlohmann::json;
-using Vorn::IP_address;
-using Vorn::TrafficStat;
 
 // Each setter returns an empty text or what is wrong with the value.
 using Setter = std::string (*)(const json& value, TrafficStat& out);
-
-template <typename T>
-std::string set_unsigned(const json& value, T& field) {
-    if (!value.is_number_unsigned()) return "must be an unsigned integer";
-    const auto number = value.get<uint64_t>();
-    if (number > std::numeric_limits<T>::max())
-        return "must be at most " + std::to_string(static_cast<uint64_t>(std::numeric_limits<T>::max()));
-    field = static_cast<T>(number);
-    return std::string();
-}
 
 std::string set_timestamp(const json& value, int32_t& field) {
     if (!value.is_number_integer()) return "must be an integer";
@@ -36,20 +20,6 @@ std::string set_timestamp(const json& value, int32_t& field) {
         return "must be a signed 32-bit number";
     field = static_cast<int32_t>(value.get<int64_t>());
     return std::string();
-}
-
-std::string set_address(const json& value, IP_address& field) {
-    if (!value.is_string()) return "must be a string";
-    const auto& text = value.get_ref<const std::string&>();
-    try {
-        // inet_pton would stop at an embedded NUL and take the prefix.
-        if (text.find('\0') == std::string::npos) {
-            field = IP_address::from_string(text);
-            return std::string();
-        }
-    } catch (const Vorn::Exception&) {
-    }
-    return "is not an IP address: " + json(text).dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 struct Key {
@@ -86,8 +56,6 @@ const Key keys[] = {
     {"ts_first", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_first); }},
     {"ts_last", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_last); }},
 };
-
-std::string quoted(const std::string& key) { return json(key).dump(-1, ' ', false, json::error_handler_t::replace); }
 
 }  // namespace
 
@@ -137,4 +105,4 @@ bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::stri
     return true;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -1,12 +1,15 @@
 #include <ostream>
 
+#include "tools/vorn_detail/capture_commands.h"
 #include "tools/vorn_detail/detail_commands.h"
 
-namespace Strell {
+namespace Vorn {
 
 const char* const vorn_detail_usage =
     "Usage: vorn-detail dump FILE\n"
     "       vorn-detail write --format new|old OUT\n"
+    "       vorn-detail import --format new|old OUT [NFDUMP_JSON]\n"
+    "       vorn-detail compare --sent-as v5|v9 [--ignore FIELD,...] FILE [NFDUMP_JSON]\n"
     "       vorn-detail --help\n"
     "\n"
     "Reads and writes Vorn detailed statistics files (.vorn detail files).\n"
@@ -23,8 +26,9 @@ const char* const vorn_detail_usage =
     "  human_timestamp and login are ignored (no format stores them), all others\n"
     "  are required: addresses as strings, timestamp as a signed 32-bit integer,\n"
     "  the rest as unsigned integers within their field's width. Blank lines are\n"
-    "  skipped. On bad input the message names the line, the exit status is 1\n"
-    "  and OUT is left as it was.\n"
+    "  skipped. On bad input the message names the line and the exit status\n"
+    "  is 1. A closed standard input is refused (exit status 1), not read as\n"
+    "  empty.\n"
     "\n"
     "  new  Carries every field. Each address is written by its own family:\n"
     "       IPv4 as fields 8, 12, 15, 102, 105 (4 bytes), IPv6 as 27, 28, 62,\n"
@@ -40,7 +44,54 @@ const char* const vorn_detail_usage =
     "       are written but not read back (dump shows 0); ip and\n"
     "       router_ip_netflow_from are not stored.\n"
     "\n"
-    "Exit status: 0 success, 1 bad input or a file error, 2 usage error.\n";
+    "import --format new|old OUT [NFDUMP_JSON]\n"
+    "  Reads what 'nfdump -o json' prints (one JSON array of flow objects) from\n"
+    "  NFDUMP_JSON or standard input, one flow at a time, and writes the detail\n"
+    "  file OUT in the given format, as write does. Addresses, next hop, router,\n"
+    "  ports (ICMP type and code as the destination port), protocol, TCP flags,\n"
+    "  type of service, packets, bytes, interfaces, AS numbers, masks and the\n"
+    "  times (first, last, received: local time to seconds since the epoch) are\n"
+    "  mapped; other members are ignored. Objects whose \"type\" is not \"FLOW\"\n"
+    "  are skipped and counted. An IPv4 flow's next hop that nfcapd stored from\n"
+    "  strell's 4-byte v9 next-hop field (10.0.0.254 as 0:0:a00:fe::) is taken\n"
+    "  back as IPv4. On bad input the message names the flow (its ordinal in\n"
+    "  the array), the exit status is 1 and OUT is left as it was; an empty\n"
+    "  array gives a detail file of no records. A count of the flows read goes\n"
+    "  to standard error while it is a terminal.\n"
+    "\n"
+    "compare --sent-as v5|v9 [--ignore FIELD,...] FILE [NFDUMP_JSON]\n"
+    "  Compares the flows that strell sends of the detail file FILE with what a\n"
+    "  collector stored (nfdump's JSON of its capture, from NFDUMP_JSON or\n"
+    "  standard input), in the fields that the version carries: v9 addresses,\n"
+    "  next hop, ports, protocol, flags, type of service, packets, bytes,\n"
+    "  interfaces and AS numbers; v5 also the masks, AS numbers cut to 16 bits,\n"
+    "  and no IPv6 flows. Times are not compared. Flows are matched by their\n"
+    "  fields, not by order. Prints a line for each flow missing, extra or\n"
+    "  differing (a missing and a stored flow with the same addresses, ports\n"
+    "  and protocol), then \"equal: N flows\" or \"not equal: ...\" with the\n"
+    "  counts. FILE's distinct flows are held in memory.\n"
+    "\n"
+    "OUT, for write and import:\n"
+    "  -                   standard output, written as a stream.\n"
+    "  a regular file or   written under a temporary name beside it, which\n"
+    "  a new name          replaces it only when all is written: on bad input,\n"
+    "                      an error or SIGINT, SIGTERM or SIGHUP it stays as it\n"
+    "                      was and the temporary file is removed. A replaced\n"
+    "                      file keeps its permissions.\n"
+    "  a symbolic link     followed; its final target is written as above (the\n"
+    "                      link stays a link; a dangling one gets its target).\n"
+    "  a FIFO or a         opened and written as a stream (a FIFO waits for a\n"
+    "  character device    reader); what went out before an error stays out.\n"
+    "  anything else       (a directory, a block device, a socket) is refused\n"
+    "                      with exit status 1.\n"
+    "\n"
+    "FILE, for dump and compare, must be seekable (the reader probes the\n"
+    "format and the last record): a FIFO is refused at once rather than\n"
+    "waited on.\n"
+    "\n"
+    "Exit status: 0 success (compare: equal), 1 bad input or a file error,\n"
+    "2 usage error, 3 compare found differences; a write or import ended by\n"
+    "a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
 int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
@@ -54,8 +105,11 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
         err << "vorn-detail: unknown format '" << args[2] << "' (new or old)\n";
         return exit_usage;
     }
+    const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
+    if (!args.empty() && args[0] == "import") return import_command(rest, in, err);
+    if (!args.empty() && args[0] == "compare") return compare_command(rest, in, out, err);
     err << vorn_detail_usage;
     return exit_usage;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

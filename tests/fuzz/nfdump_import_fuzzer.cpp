@@ -1,0 +1,28 @@
+// Arbitrary text as nfdump's JSON output for 'vorn-detail import': bad input
+// must leave no file, and a file written must read back with every flow the
+// import counted.
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "temp_dir.h"
+#include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/nfdump_import.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const StrellTest::TempDir dir;
+    const std::string out = dir.file("import.vorn");
+    std::filesystem::remove(out);
+    std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
+    std::ostringstream err, dumped, dump_err;
+    const int status = Vorn::import_nfdump(Vorn::DetailFormat::New, out, in, err, false);
+    if (std::filesystem::exists(out) != (status == 0)) std::abort();
+    if (status != 0) return 0;
+    // "OUT: new format, N records..."
+    const long flows = std::strtol(err.str().c_str() + out.size() + 13, nullptr, 10);
+    Vorn::dump_detail_file(out, dumped, dump_err);
+    const std::string lines = dumped.str();
+    if (std::count(lines.begin(), lines.end(), '\n') != flows) std::abort();
+    return 0;
+}

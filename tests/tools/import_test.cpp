@@ -1,0 +1,125 @@
+// The built vorn-detail's import of nfdump's JSON into detail files, and its
+// compare of such a capture with the file that was sent.
+#include <gtest/gtest.h>
+
+#include "detail_lines.h"
+
+using namespace StrellTest;
+using nlohmann::json;
+using std::string;
+
+// As nfdump 1.7.1 prints a flow of strell's v9 replay, ICMP and v5 members added.
+const json v9_flow = json::parse(R"({"type":"FLOW","sampled":0,"export_sysid":1,
+  "first":"2024-03-01T12:00:05.250","last":"2024-03-01T12:00:07.999","received":"2024-03-01T12:00:08.000",
+  "in_packets":3,"in_bytes":4294967295,"proto":6,"tcp_flags":"C..AP.SF","src_port":1026,"dst_port":445,
+  "src_tos":2,"src4_addr":"10.0.0.2","dst4_addr":"192.168.7.9","input_snmp":3,"output_snmp":65535,
+  "src_mask":24,"dst_mask":16,"src_net":"","dst_net":"","fwd_status":0,"direction":0,"dst_tos":7,
+  "src_as":64498,"dst_as":4200000000,"ip6_next_hop":"0:0:a00:fe::","ip4_router":"127.0.0.1","label":"<none>"})");
+
+TEST(VornDetailImport, MapsEveryFlowMemberAndSkipsOtherRecords) {
+    setenv("TZ", "UTC", 1);  // nfdump prints local time
+    TempDir dir;
+    const json icmp6 = {{"type", "FLOW"}, {"src6_addr", "2001:db8::1"}, {"dst6_addr", "ff02::1"}, {"proto", 58},
+                        {"icmp_type", 135}, {"icmp_code", 1}, {"ip6_router", "::1"}, {"tcp_flags", "........"}};
+    const json input = {v9_flow, {{"type", "EVENT"}, {"src4_addr", "not looked at"}}, icmp6};
+    const ProgramRun run = vorn_detail({"import", "--format", "new", dir.file("in.vorn")}, input.dump(1, '\t'));
+    EXPECT_EQ(std::make_pair(run.status, run.err), std::make_pair(0, dir.file("in.vorn") + ": new format, 2 records, 1 records of other types skipped\n"));
+    std::vector<json> records;  // as dump prints them
+    std::istringstream lines(vorn_detail({"dump", dir.file("in.vorn")}).out);
+    for (string line; std::getline(lines, line);) records.push_back(json::parse(line));
+    ASSERT_EQ(records.size(), 2u);
+    const json expected[] = {
+        {{"s_addr", "10.0.0.2"}, {"d_addr", "192.168.7.9"}, {"nexthop_addr", "10.0.0.254"}, {"router_ip_netflow_from", "127.0.0.1"},
+         {"sport", 1026}, {"dport", 445}, {"proto", 6}, {"tcp_flags", 0x9B}, {"tos", 2}, {"d_pkt", 3}, {"d_oct", 4294967295u},
+         {"iface", 3}, {"oface", 65535}, {"src_as", 64498}, {"dst_as", 4200000000u}, {"src_mask", 24}, {"dst_mask", 16},
+         {"ts_first", 1709294405}, {"ts_last", 1709294407}, {"timestamp", 1709294408}, {"slink_id", 0}, {"ip", "0.0.0.0"}},
+        {{"s_addr", "2001:db8::1"}, {"d_addr", "ff02::1"}, {"nexthop_addr", "::"}, {"router_ip_netflow_from", "::1"},
+         {"dport", 135 * 256 + 1}, {"proto", 58}}};
+    for (size_t i = 0; i < 2; ++i)
+        for (const auto& [key, value] : expected[i].items()) EXPECT_EQ(records[i][key], value) << key;
+}
+
+// v9_flow as nfdump would print another flow: its source (and family), source port and AS numbers.
+json stored(const string& source, int sport, uint32_t src_as = 2, uint32_t dst_as = 3) {
+    json flow = v9_flow;
+    if (source.find(':') != string::npos) flow.erase("src4_addr"), flow.erase("dst4_addr"), flow["dst6_addr"] = "2001:db8::2";
+    flow[source.find(':') != string::npos ? "src6_addr" : "src4_addr"] = source;
+    return flow.update({{"src_port", sport}, {"src_as", src_as}, {"dst_as", dst_as}}), flow;
+}
+
+TEST(VornDetailImport, BadInputNamesTheFlowAndLeavesNoFile) {
+    TempDir dir;
+    const auto edited = [](const char* key, json value) { json flow = v9_flow; return flow[key] = std::move(value), json::array({v9_flow, flow}).dump(); };
+    const string two = json::array({v9_flow, v9_flow}).dump();
+    const std::tuple<const char*, string, string> cases[] = {
+        {"new", "ordinal 5", "invalid JSON at byte 1"},
+        {"new", two.substr(0, two.size() - 1), "after flow 2: input ends before the array is closed"},
+        {"new", two.substr(0, two.size() / 2 + 20), "flow 2: input ends before the array is closed"},
+        {"new", edited("dst4_addr", "::1"), "flow 2: member \"dst4_addr\" is not an IPv4 address: \"::1\""},
+        {"new", edited("src_port", 65536), "flow 2: member \"src_port\" must be at most 65535"},
+        {"new", edited("in_packets", 4294967296), "flow 2: member \"in_packets\" must be at most 4294967295"},
+        {"new", edited("tcp_flags", "...AP.FS"), "flow 2: member \"tcp_flags\" must be eight of the letters CEUAPRSF or dots, "
+                                                 "as nfdump prints TCP flags: \"...AP.FS\""},
+        {"new", edited("first", "2024-13-01T12:00:05.000"), "flow 2: member \"first\" must be a time as nfdump prints it "
+                                                            "(YYYY-MM-DDThh:mm:ss.sss): \"2024-13-01T12:00:05.000\""},
+        {"new", "[" + v9_flow.dump() + ",3]", "element 2 of the array is not an object"},
+        {"old", json::array({stored("::1", 1)}).dump(), ""},  // the old format holds IPv4 flows only
+    };
+    for (const auto& [format, input, message] : cases) {
+        const ProgramRun run = vorn_detail({"import", "--format", format, dir.file("out.vorn")}, input);
+        EXPECT_EQ(run.status, 1) << input;
+        EXPECT_TRUE(message.empty() || run.err == "vorn-detail: " + message + "\n") << run.err;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path));
+    // An empty capture makes an empty file: the header alone.
+    EXPECT_EQ(vorn_detail({"import", "--format", "new", dir.file("out.vorn")}, "[\n]\n").status, 0);
+    EXPECT_EQ(read_file(dir.file("out.vorn")), read_file(write_detail_file(dir, "empty.vorn", "new", {})));
+}
+
+TEST(VornDetailImport, CompareMatchesByFieldsAndReportsLossExtrasAndDifferences) {
+    TempDir dir;
+    const auto sent_file = [&dir](const char* name, const json& flows) {
+        return vorn_detail({"import", "--format", "new", dir.file(name)}, flows.dump()), dir.file(name);
+    };
+    const json sent = {stored("10.0.0.1", 1, 70000), stored("10.0.0.2", 2), stored("10.0.0.2", 2), stored("2001:db8::1", 3), stored("10.0.0.4", 4)};
+    const string file = sent_file("sent.vorn", sent);
+    const auto compare = [&](const char* version, const json& flows, std::vector<string> options = {}) {
+        options.insert(options.begin(), {"compare", "--sent-as", version}), options.push_back(file);
+        return vorn_detail(options, flows.dump());
+    };
+    // Stored in another order, masks dropped: v9 carries none.
+    json v9 = {sent[4], sent[3], sent[2], sent[1], sent[0]};
+    for (json& flow : v9) flow["src_mask"] = flow["dst_mask"] = 0;
+    EXPECT_EQ(compare("v9", v9).out, "equal: 5 flows\n");
+    // One duplicate lost, one flow changed, one never sent.
+    json changed = {v9[0], v9[1], v9[2], v9[4], stored("10.7.7.7", 7, 7)};
+    changed[0]["in_bytes"] = 901, changed[0]["src_tos"] = 3;
+    const ProgramRun differ = compare("v9", changed, {"--ignore", "tos"});
+    EXPECT_EQ(differ.status, 3);
+    const string members = R"({"d_addr":"192.168.7.9","d_oct":4294967295,"d_pkt":3,"dport":445,"dst_as":3,"iface":3,"nexthop_addr":"10.0.0.254","oface":65535,"proto":6,"s_addr":)";
+    EXPECT_EQ(differ.out, "differs {\"d_addr\":\"192.168.7.9\",\"dport\":445,\"proto\":6,\"s_addr\":\"10.0.0.4\",\"sport\":4}: d_oct sent 4294967295 stored 901\n"
+                          "extra " + members + "\"10.7.7.7\",\"sport\":7,\"src_as\":7,\"tcp_flags\":155}\n"
+                          "missing " + members + "\"10.0.0.2\",\"sport\":2,\"src_as\":2,\"tcp_flags\":155}\n"
+                          "not equal: 5 sent, 5 stored; 3 equal, 1 missing, 1 extra, 1 differing\n");
+    // v5 leaves out the IPv6 flow, cuts AS numbers to 16 bits and carries the masks.
+    json v5 = {sent[0], sent[1], sent[2], sent[4]};
+    v5[0]["src_as"] = 70000 & 0xFFFF;
+    EXPECT_EQ(compare("v5", v5).out, "equal: 4 flows (1 IPv6 flows of the file left out: v5 does not carry them)\n");
+    EXPECT_EQ(compare("v9", v5).status, 3); EXPECT_EQ(compare("v9", json::array(), {"--ignore", "src_mask"}).status, 2);
+    // A stored flow that differs in one member is equal only where the version does not carry it.
+    const std::pair<const char*, json> changes[] = {
+        {"src_port", 9}, {"dst_port", 9}, {"proto", 17}, {"tcp_flags", "........"}, {"src_tos", 9}, {"in_packets", 9}, {"in_bytes", 9},
+        {"input_snmp", 9}, {"output_snmp", 9}, {"src_as", 9}, {"dst_as", 9}, {"src_mask", 9}, {"dst_mask", 9},
+        {"ip6_next_hop", "::2"}, {"dst4_addr", "10.1.1.1"}};
+    const json two = {stored("10.0.0.1", 1), stored("10.0.0.2", 2)};
+    const string two_file = sent_file("two.vorn", two);
+    for (const char* version : {"v5", "v9"}) {
+        EXPECT_EQ(vorn_detail({"compare", "--sent-as", version, two_file}, two.dump()).status, 0) << version;
+        for (const auto& [member, value] : changes) {
+            json flows = two;
+            flows[1][member] = value;
+            const bool carried = version == string("v5") || string(member).find("mask") == string::npos;
+            EXPECT_EQ(vorn_detail({"compare", "--sent-as", version, two_file}, flows.dump()).status, carried ? 3 : 0) << version << " " << member;
+        }
+    }
+}

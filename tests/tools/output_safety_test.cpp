@@ -1,0 +1,43 @@
+// The built vorn-detail against what may stand at its paths, signals and a
+// closed standard input: nothing there is destroyed and nothing is left behind.
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "detail_lines.h"
+
+using namespace StrellTest;
+
+TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailureOrSignal) {
+    // Each script runs in a fresh directory with vorn-detail as $0; `w` writes two records.
+    const char* prelude = R"(cd "$1" && vd=$0 && printf '%s\n%s\n' "$2" "$2" >lines && w() { "$vd" write --format new "$@" <lines; } && w ref; )";
+    const struct { const char* script; std::string out, err; } cases[] = {
+        // A link stays a link and its target, even one not there yet, gets the file.
+        {"echo old >plain; ln -s plain link; ln -s later dangling; w link; w dangling;"
+         "test -L link && test -L dangling && cmp plain ref && cmp later ref && echo kept", "kept\n", ""},
+        // A FIFO stays one and is written as a stream.
+        {"mkfifo fifo; cat fifo >got & w fifo; wait; test -p fifo && cmp got ref && echo kept", "kept\n", ""},
+        {"mkdir dir; w dir; echo $?; ls -A", "1\ndir\nlines\nref\n",
+         "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"},
+        // The devices of /dev/null and /dev/full; the second fails the final flush.
+        {"mknod null c 1 3 && mknod full c 1 7 || exit 77; w null; echo $?; w full; echo $?; test -c null && test -c full && echo kept",
+         "0\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\n"},
+        // probe seeks, so a FIFO can never be read: dump refuses it without waiting for a writer.
+        {"mkfifo fifo; timeout 10 \"$vd\" dump fifo; echo $?", "1\n", "vorn-detail: fifo: not a readable detail file\n"},
+        // The temporary file would take descriptor 0 and be read as empty input.
+        {"\"$vd\" write --format new out <&-; echo $?; ls -A", "1\nlines\nref\n", "vorn-detail: cannot read standard input: it is closed\n"},
+        // A signal during a write removes the temporary file and ends the program as the signal would.
+        {"mkfifo in; for s in INT TERM HUP; do env --default-signal \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
+         "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; t=$(ls -A | grep -c tmp);"
+         "kill -$s $!; wait $!; echo \"$s $t $? $(ls -A | grep -c tmp)\"; exec 3>&-; done",
+         "INT 1 130 0\nTERM 1 143 0\nHUP 1 129 0\n", ""},
+    };
+    for (const auto& c : cases) {
+        TempDir dir;
+        const ProgramRun run = run_program("/bin/sh", {"-c", prelude + std::string(c.script), VORN_DETAIL_BINARY, dir.path, flow_json({})}, nullptr, "");
+        if (run.status == 77) continue;  // mknod not permitted here
+        EXPECT_EQ(run.out, c.out) << c.script;
+        // The program's own messages only: the summaries of the writes that succeed left out.
+        EXPECT_EQ(std::regex_replace(run.err, std::regex("^(?!vorn-detail: ).*\n", std::regex::multiline), ""), c.err) << c.script;
+    }
+}

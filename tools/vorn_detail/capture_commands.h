@@ -1,0 +1,14 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace Vorn {
+
+// The options and inputs of 'vorn-detail import' and 'vorn-detail compare';
+// args follow the command's name. A missing input file or "-" is in.
+int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err);
+int compare_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
+
+}  // namespace Vorn
