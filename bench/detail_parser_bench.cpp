@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "sample_flows.h"
+#include "stat/detail_encoder.h"
 #include "stat/detailed_info_file_parser.h"
 #include "stat/filter.h"
-#include "tools/vorn_detail/detail_encoder.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr size_t file_records = 100000;
 
 // A detail file of file_records IPv4 flows in the format, written once per
 // process into the temporary directory and removed at exit.
-const std::string& detail_file(Strell::DetailFormat format) {
+const std::string& detail_file(Vorn::DetailFormat format) {
     struct File {
         std::string path;
         ~File() {
@@ -27,7 +27,7 @@ const std::string& detail_file(Strell::DetailFormat format) {
         }
     };
     static File files[2];
-    File& file = files[format == Strell::DetailFormat::New ? 0 : 1];
+    File& file = files[format == Vorn::DetailFormat::New ? 0 : 1];
     if (file.path.empty()) {
         const char* dir = std::getenv("TMPDIR");
         std::string path = std::string(dir != nullptr ? dir : "/tmp") + "/strell-bench-XXXXXX";
@@ -38,7 +38,7 @@ const std::string& detail_file(Strell::DetailFormat format) {
             std::perror("mkstemp");
             std::exit(1);
         }
-        const Strell::DetailEncoder encoder(format);
+        const Vorn::DetailEncoder encoder(format);
         std::vector<unsigned char> bytes = encoder.header();
         for (size_t i = 0; i < file_records; ++i) encoder.append_record(StrellBench::sample_flow(i), bytes);
         if (write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
@@ -52,7 +52,7 @@ const std::string& detail_file(Strell::DetailFormat format) {
 }
 
 void BM_ParseRecord(benchmark::State& state) {
-    const auto format = state.range(0) != 0 ? Strell::DetailFormat::New : Strell::DetailFormat::Old;
+    const auto format = state.range(0) != 0 ? Vorn::DetailFormat::New : Vorn::DetailFormat::Old;
     const std::string& path = detail_file(format);
     Vorn::AcceptAllFilter filter;
     auto parser = std::make_unique<Vorn::DetailedInfoFileParser>();
@@ -71,7 +71,7 @@ void BM_ParseRecord(benchmark::State& state) {
         benchmark::DoNotOptimize(record.d_oct);
     }
     state.SetItemsProcessed(state.iterations());
-    state.SetLabel(format == Strell::DetailFormat::New ? "new format" : "old format");
+    state.SetLabel(format == Vorn::DetailFormat::New ? "new format" : "old format");
 }
 BENCHMARK(BM_ParseRecord)->Arg(1)->Arg(0);
 

@@ -54,7 +54,9 @@ private:
         std::swap(capacity_, other.capacity_);
     }
 
-    void grow(size_t needed) {
+    // Out of line: the callers that append a record per flow keep their
+    // values in registers on the common path.
+    [[gnu::noinline, gnu::cold]] void grow(size_t needed) {
         size_t capacity = capacity_ < 64 ? 64 : capacity_ * 2;
         while (capacity < needed) {
             capacity *= 2;

@@ -52,6 +52,8 @@ int replay_detail_file(const RunSettings& settings, NetflowPacketManager& manage
     DummyFilter filter;
     Vorn::DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
+    // Only the NetFlow part of a record goes out.
+    parser.read_flow_part_only();
     parser.probe(settings.file_name.c_str());
 
     Vorn::TrafficStat record;

@@ -99,11 +99,23 @@ void Netflow_v5_Packet::update_time() {
 
 void Netflow_v5_Packet::serialize(RawData& out) const {
     out.write_all(version_, count_, sys_uptime_, unix_secs_, unix_nsecs_, flow_sequence_, engine_);
-    for (const Record& r : records_) {
-        out.write_all(r.srcaddr, r.dstaddr, r.nexthop, r.input, r.output, r.dPkts, r.dOctets, r.First, r.Last,
-                      r.srcport, r.dstport, r.pad1, r.tcp_flags, r.prot, r.tos, r.src_as, r.dst_as, r.src_mask,
-                      r.dst_mask, r.pad2);
-    }
+    out.append(records_.data(), records_.size());
+}
+
+unsigned char* Netflow_v5_Packet::next_record() {
+    ++count_;
+    return records_.extend(sizeof(Record));
+}
+
+// Inlined, so that a record built field by field is never stored as such.
+// It is written into a local first, which cannot alias the fields it is
+// built from: the compiler is then free to interleave loads and stores.
+[[gnu::always_inline]] inline void Netflow_v5_Packet::write(const Record& r, unsigned char* at) {
+    unsigned char bytes[sizeof(Record)];
+    WireWriter out(bytes);
+    out.write(r.srcaddr, r.dstaddr, r.nexthop, r.input, r.output, r.dPkts, r.dOctets, r.First, r.Last, r.srcport,
+              r.dstport, r.pad1, r.tcp_flags, r.prot, r.tos, r.src_as, r.dst_as, r.src_mask, r.dst_mask, r.pad2);
+    std::memcpy(at, bytes, sizeof bytes);
 }
 
 void Netflow_v5_Packet::fill_random(Record& record) const {
@@ -136,7 +148,6 @@ void Netflow_v5_Packet::add_record(const StrellRecord& fields) {
         fail("Error: attempt to create netflow v5 packet with IPv6\n");
     }
 
-    ++count_;
     Record r;
     fill_random(r);
     // Row order matters: a later row naming the same record field wins. The
@@ -162,7 +173,7 @@ void Netflow_v5_Packet::add_record(const StrellRecord& fields) {
     overlay(fields, 17, r.dst_as);
     overlay(fields, 9, r.src_mask);
     overlay(fields, 13, r.dst_mask);
-    records_.push_back(r);
+    write(r, next_record());
 }
 
 void Netflow_v5_Packet::add_record(const Vorn::TrafficFlowRecord& flow) {
@@ -170,7 +181,8 @@ void Netflow_v5_Packet::add_record(const Vorn::TrafficFlowRecord& flow) {
         flow.nexthop_addr.family() == IP_address::IPv6) {
         return;
     }
-    ++count_;
+    // Room first: the values are then read and written in one stream.
+    unsigned char* const at = next_record();
     Record r;
     r.srcaddr = flow.s_addr.to_int();
     r.dstaddr = flow.d_addr.to_int();
@@ -191,7 +203,7 @@ void Netflow_v5_Packet::add_record(const Vorn::TrafficFlowRecord& flow) {
     r.dst_as = static_cast<uint16_t>(flow.dst_as);
     r.src_mask = flow.src_mask;
     r.dst_mask = flow.dst_mask;
-    records_.push_back(r);
+    write(r, at);
 }
 
 }  // namespace Strell

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
+#include "generator/byte_buffer.h"
 #include "generator/raw_data.h"
 #include "generator/strell_record.h"
 #include "stat/traffic_flow_record.h"
@@ -65,6 +65,10 @@ public:
 
 private:
     void fill_random(Record& record) const;
+    // Counts one more record and returns where it goes.
+    unsigned char* next_record();
+    // The record at at, in wire order.
+    static void write(const Record& record, unsigned char* at);
 
     int source_fd_ = -1;
     std::string source_;
@@ -75,7 +79,9 @@ private:
     uint32_t unix_nsecs_ = 0;
     uint32_t flow_sequence_ = 0;
     uint32_t engine_ = 0;
-    std::vector<Record> records_;
+    // The records as they go out, so that serialising is one copy; clear()
+    // keeps the storage.
+    ByteBuffer records_;
 };
 
 }  // namespace Strell

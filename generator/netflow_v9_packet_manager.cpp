@@ -1,5 +1,10 @@
 #include "generator/netflow_v9_packet_manager.h"
 
+#include <cstring>
+#include <type_traits>
+
+#include "generator/raw_data.h"
+
 namespace Strell {
 
 namespace {
@@ -23,31 +28,33 @@ Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsig
 }
 
 uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
-    uint64_t total = 0;
-    for (const PendingFlowset& slot : pending) {
-        if (slot.open) {
-            total += slot.flowset.records.length() + 4;
-        }
-    }
-    return static_cast<uint16_t>(total);
+    const auto with_header = [](const PendingFlowset& slot) {
+        return slot.open ? slot.flowset.records.length() + 4 : 0;
+    };
+    return static_cast<uint16_t>(with_header(pending[0]) + with_header(pending[1]));
 }
 
 // The size tests count the padding the pending flowsets have now, not the
 // change the new flow makes to it; packets are filled exactly that way.
 void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
-    record.assign(flow);
+    StrellRecord::require_one_family(flow);
     // The family get_address_type reports: the source address's.
     const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
     PendingFlowset& slot = pending[v6 ? 1 : 0];
+    const auto length = static_cast<uint16_t>(StrellRecord::flow_data_length(v6));
+    if (slot.open && packet.length() + data_flowsets_length() + length <= max_packet_length) {
+        add_flow(slot, flow, v6);
+        return;
+    }
+    add_to_fresh_flowset(slot, flow, v6);
+}
 
+// Apart from the common case above, so that it stays short.
+void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow,
+                                                     bool v6) {
     if (slot.open) {
-        if (packet.length() + data_flowsets_length() + static_cast<uint16_t>(record.data_length()) <=
-            max_packet_length) {
-            slot.flowset.records.add_record_from(record);
-            return;
-        }
         send();
-        slot.flowset.records.add_record_from(record);
+        add_flow(slot, flow, v6);
         slot.open = true;
         return;
     }
@@ -56,13 +63,44 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     // open yet, so neither the size test nor a send counts it.
     slot.flowset.records.clear();
     slot.flowset.flowset_length = 0;
-    slot.flowset.records.add_record_from(record);
+    add_flow(slot, flow, v6);
     if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
         // Sending empties every slot, this one too: put the flow back.
         send();
-        slot.flowset.records.add_record_from(record);
+        add_flow(slot, flow, v6);
     }
     slot.open = true;
+}
+
+namespace {
+
+// Room first, so that the values are read after it in one stream; they are
+// written into a local, which cannot alias the flow, and copied from there.
+// The family, known here, fixes the length and how addresses are written.
+template <bool v6>
+void write_flow(const Vorn::TrafficFlowRecord& flow, DataFlowsetRecords& records) {
+    constexpr uint32_t length = StrellRecord::flow_data_length(v6);
+    unsigned char* const at = records.add_record(length);
+    unsigned char bytes[length];
+    WireWriter out(bytes);
+    StrellRecord::for_each_field(flow, [&out](unsigned short, const auto& value) {
+        if constexpr (!std::is_same_v<std::decay_t<decltype(value)>, Vorn::IP_address>)
+            out.write(value);
+        else if constexpr (v6)
+            out.write_address(value);
+        else
+            out.write(value.to_int());  // what write_address does, without asking the family
+    });
+    std::memcpy(at, bytes, length);
+}
+
+}  // namespace
+
+void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6) {
+    if (v6)
+        write_flow<true>(flow, slot.flowset.records);
+    else
+        write_flow<false>(flow, slot.flowset.records);
 }
 
 void Netflow_v9_PacketManager::force_sending() {

@@ -39,6 +39,11 @@ private:
         bool open = false;
     };
 
+    // The flow's values straight into the slot's flowset, as the bytes of
+    // the data record that StrellRecord(flow) would give.
+    static void add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6);
+    // A flow that opens a flowset, or one that does not fit the packet.
+    [[gnu::noinline]] void add_to_fresh_flowset(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6);
     void add_pending_to_packet();
     void send();
     void transmit();
@@ -49,8 +54,6 @@ private:
     // One slot per template id, in ascending id: the order in which the
     // flowsets go into a packet.
     std::array<PendingFlowset, 2> pending{PendingFlowset(ipv4_template_id), PendingFlowset(ipv6_template_id)};
-    // Refilled for every flow rather than built anew.
-    StrellRecord record;
 };
 
 }  // namespace Strell

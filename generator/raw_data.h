@@ -5,21 +5,18 @@
 #include <cstring>
 #include <type_traits>
 
+#include "net/ip_address.h"
+
 namespace Strell {
 
-// Fixed 1500-byte output buffer every datagram is serialised into. The bytes
-// live inside the object, so a fresh buffer per datagram costs no allocation.
-// Writes do not check the space left: callers keep a datagram within 1500 bytes.
-//
-// This is the one place that decides byte order: on the little-endian hosts
-// we run on, reversing a host-order value gives network order.
-class RawData {
+// Writes values one after the other from a position in memory, each in
+// network byte order. This is the one place that decides byte order: on the
+// little-endian hosts we run on, reversing a host-order value gives network
+// order. RawData writes through it, and so do the flowset and packet bodies
+// that keep their records as the bytes they go out as.
+class WireWriter {
 public:
-    static constexpr size_t capacity = 1500;
-
-    RawData() = default;
-    RawData(const RawData&) = delete;
-    RawData& operator=(const RawData&) = delete;
+    explicit WireWriter(unsigned char* at) : at_(at) {}
 
     // Copies n bytes from src to dst last byte first; the widths our fields
     // have take a single byte swap.
@@ -38,43 +35,47 @@ public:
         return dst;
     }
 
-    template <typename T>
-    void write(const T& value) {
-        cursor_ = put(cursor_, value);
-    }
-
-    // Several values in a row: one cursor update for all of them, which the
-    // per-record serialisers depend on.
+    // unsigned char, short and int values, most significant byte first. The
+    // position is kept in a local meanwhile: a byte store could alias the
+    // member, which would have it reloaded after every value.
     template <typename... T>
-    void write_all(const T&... values) {
-        unsigned char* at = cursor_;
+    void write(const T&... values) {
+        unsigned char* at = at_;
         ((at = put(at, values)), ...);
-        cursor_ = at;
+        at_ = at;
     }
 
     // Reverses the n bytes as one unit: a 16-byte value stored least
     // significant byte first lands as one 16-byte big-endian number.
-    void write(const unsigned char* bytes, size_t n) {
-        hton(bytes, n, cursor_);
-        cursor_ += n;
+    void write_reversed(const unsigned char* bytes, size_t n) {
+        hton(bytes, n, at_);
+        at_ += n;
     }
 
-    // Bytes that are in network order already (made by hton), copied as
-    // they are.
-    void append(const unsigned char* bytes, size_t n) {
-        if (n != 0) {
-            std::memcpy(cursor_, bytes, n);
-            cursor_ += n;
+    // An IPv4 address is its 32-bit value, an IPv6 address its 16 bytes.
+    void write_address(const Vorn::IP_address& address) {
+        if (address.family() == Vorn::IP_address::IPv6) {
+            address.hton(at_, Vorn::IP_address::IPv6);
+            at_ += 16;
+        } else {
+            write(address.to_int());
         }
     }
 
-    void padding(int n) {
-        std::memset(cursor_, 0, static_cast<size_t>(n));
-        cursor_ += n;
+    // Bytes that are in network order already, copied as they are.
+    void append(const unsigned char* bytes, size_t n) {
+        if (n != 0) {
+            std::memcpy(at_, bytes, n);
+            at_ += n;
+        }
     }
 
-    const unsigned char* data() const { return data_; }
-    size_t size() const { return static_cast<size_t>(cursor_ - data_); }
+    void padding(size_t n) {
+        std::memset(at_, 0, n);
+        at_ += n;
+    }
+
+    unsigned char* position() const { return at_; }
 
 private:
     template <typename T>
@@ -99,7 +100,7 @@ private:
     static unsigned char* put(unsigned char* at, const T& value) {
         static_assert(std::is_same_v<T, unsigned char> || std::is_same_v<T, unsigned short> ||
                           std::is_same_v<T, unsigned int>,
-                      "RawData writes unsigned char, short and int only");
+                      "network-order writes take unsigned char, short and int only");
         if constexpr (sizeof(T) == 1) {
             *at = value;
         } else if constexpr (sizeof(T) == 2) {
@@ -110,8 +111,45 @@ private:
         return at + sizeof(T);
     }
 
+    unsigned char* at_;
+};
+
+// Fixed 1500-byte output buffer every datagram is serialised into. The bytes
+// live inside the object, so a fresh buffer per datagram costs no allocation.
+// Writes do not check the space left: callers keep a datagram within 1500 bytes.
+class RawData {
+public:
+    static constexpr size_t capacity = 1500;
+
+    RawData() = default;
+    RawData(const RawData&) = delete;
+    RawData& operator=(const RawData&) = delete;
+
+    static unsigned char* hton(const unsigned char* src, size_t n, unsigned char* dst) {
+        return WireWriter::hton(src, n, dst);
+    }
+
+    template <typename T>
+    void write(const T& value) {
+        out_.write(value);
+    }
+    // Several values in a row: one cursor update for all of them.
+    template <typename... T>
+    void write_all(const T&... values) {
+        out_.write(values...);
+    }
+    // Reverses the n bytes as one unit (see WireWriter::write_reversed).
+    void write(const unsigned char* bytes, size_t n) { out_.write_reversed(bytes, n); }
+    // Bytes that are in network order already, copied as they are.
+    void append(const unsigned char* bytes, size_t n) { out_.append(bytes, n); }
+    void padding(int n) { out_.padding(static_cast<size_t>(n)); }
+
+    const unsigned char* data() const { return data_; }
+    size_t size() const { return static_cast<size_t>(out_.position() - data_); }
+
+private:
     unsigned char data_[capacity];
-    unsigned char* cursor_ = data_;
+    WireWriter out_{data_};
 };
 
 }  // namespace Strell

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "generator/byte_buffer.h"
 #include "generator/data_field.h"
 #include "net/ip_address.h"
 #include "stat/traffic_flow_record.h"
@@ -20,10 +19,6 @@ public:
     // Exports the 14 fields a collector needs of a detail-file flow. Mixed
     // address families print "Incorrect netflow data" and end the process.
     explicit StrellRecord(const Vorn::TrafficFlowRecord& flow);
-    // Turns this record into the field list of flow, exactly as the
-    // constructor would, reusing the storage it already has: the v9 manager
-    // refills one record for every flow it is handed.
-    void assign(const Vorn::TrafficFlowRecord& flow);
 
     // The number of value bytes comes from the value's type (for an address,
     // from its own family), never from length: a caller that announces a
@@ -33,38 +28,58 @@ public:
     template <typename T>
     void add_field(unsigned short type, const T& value);
 
-    const std::vector<TemplateField>& fields() const {
-        make_lists();
-        return fields_;
-    }
-    const std::vector<DataField>& data() const {
-        make_lists();
-        return data_;
-    }
+    const std::vector<TemplateField>& fields() const { return fields_; }
+    const std::vector<DataField>& data() const { return data_; }
     // Sum of the values' lengths, cut to 32 bits.
     uint32_t data_length() const { return data_length_; }
-    // Every value in order, each reversed as DataField::serialize writes it:
-    // the bytes of one data record, ready to be copied into a flowset.
-    const ByteBuffer& wire_bytes() const { return wire_; }
 
-private:
-    // assign() writes only the wire bytes, which is all the v9 manager reads;
-    // the two lists are made from them when someone asks.
-    void make_lists() const {
-        if (lists_stale_) {
-            rebuild_lists();
+    // The field list of a flow, the one definition of it: visit(type, value)
+    // for each field in the order of the data record, value being the flow's
+    // IP_address, uint32_t, uint16_t or uint8_t member. The v9 manager writes
+    // a flow's values straight into its flowset with it.
+    template <typename Visit>
+    static void for_each_field(const Vorn::TrafficFlowRecord& flow, Visit&& visit);
+    // Ends the process, as the constructor does, unless the three addresses
+    // are all IPv4 or all IPv6.
+    static void require_one_family(const Vorn::TrafficFlowRecord& flow) {
+        const auto source = flow.s_addr.family();
+        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || flow.d_addr.family() != source ||
+            flow.nexthop_addr.family() != source) {
+            refuse_mixed_families();
         }
     }
-    void rebuild_lists() const;
+    // data_length() of the record made from a flow of the family.
+    static constexpr uint32_t flow_data_length(bool v6) { return 3 * (v6 ? 16 : 4) + 27; }
+
+private:
+    [[noreturn]] static void refuse_mixed_families();
     void append(unsigned short type, unsigned short length, const void* bytes, size_t size);
 
-    mutable std::vector<TemplateField> fields_;
-    mutable std::vector<DataField> data_;
-    mutable bool lists_stale_ = false;
-    bool flow_is_v6_ = false;  // the family of the flow given to assign()
+    std::vector<TemplateField> fields_;
+    std::vector<DataField> data_;
     uint32_t data_length_ = 0;
-    ByteBuffer wire_;
 };
+
+template <typename Visit>
+void StrellRecord::for_each_field(const Vorn::TrafficFlowRecord& flow, Visit&& visit) {
+    const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
+    visit(v6 ? 27 : 8, flow.s_addr);
+    visit(v6 ? 28 : 12, flow.d_addr);
+    // The next hop is type 62 in both families (length 4 for IPv4): the
+    // templates 256 and 257 are fixed that way. Do not turn it into type 15.
+    visit(62, flow.nexthop_addr);
+    visit(7, flow.sport);
+    visit(11, flow.dport);
+    visit(16, flow.src_as);
+    visit(17, flow.dst_as);
+    visit(10, flow.iface);
+    visit(14, flow.oface);
+    visit(1, flow.d_oct);  // bytes before packets
+    visit(2, flow.d_pkt);
+    visit(5, flow.tos);  // before the flags and the protocol
+    visit(6, flow.tcp_flags);
+    visit(4, flow.proto);
+}
 
 template <>
 void StrellRecord::add_field<Vorn::IP_address>(unsigned short type, unsigned short length,

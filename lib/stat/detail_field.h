@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "stat/little_endian.h"
@@ -7,28 +8,62 @@
 
 namespace Vorn {
 
-// Where a new-format value goes. A field id means something only together
-// with the size the header declares for it: 16 is an AS number at 2 and at 4
-// bytes, 8 is an address at 4 bytes and unknown at any other size.
-struct DetailTarget {
-    enum Kind : uint8_t { None, Octet, Short, WidenedShort, Long, SignedLong, IPv4, IPv6 };
+// The fields of a TrafficStat that a new-format detail file can fill (login
+// has no field id).
+enum class DetailMember : uint8_t {
+    s_addr,
+    d_addr,
+    nexthop_addr,
+    iface,
+    oface,
+    d_pkt,
+    d_oct,
+    ts_first,
+    ts_last,
+    sport,
+    dport,
+    tcp_flags,
+    proto,
+    tos,
+    src_as,
+    dst_as,
+    src_mask,
+    dst_mask,
+    // The billing part, which no NetFlow export reads.
+    slink_id,
+    account_id,
+    ip,
+    tclass,
+    timestamp,
+    router_ip_netflow_from,
+};
+constexpr size_t detail_member_count = 24;
 
-    Kind kind = None;
-    // Exactly one is set, by kind; two targets with equal members fill the
-    // same field of the record.
-    uint8_t TrafficStat::*octet = nullptr;
-    uint16_t TrafficStat::*short_field = nullptr;
-    uint32_t TrafficStat::*long_field = nullptr;  // Long and WidenedShort
-    int32_t TrafficStat::*signed_field = nullptr;
-    IP_address TrafficStat::*address = nullptr;
+constexpr bool is_billing(DetailMember m) { return m >= DetailMember::slink_id; }
 
-    bool same_field(const DetailTarget& other) const {
-        return octet == other.octet && short_field == other.short_field && long_field == other.long_field &&
-               signed_field == other.signed_field && address == other.address;
-    }
+constexpr bool is_address(DetailMember m) {
+    return m == DetailMember::s_addr || m == DetailMember::d_addr || m == DetailMember::nexthop_addr ||
+           m == DetailMember::ip || m == DetailMember::router_ip_netflow_from;
+}
+
+// One field id of the new format with the size it must be declared with.
+// An id means something only together with that size: 16 is an AS number at
+// 2 and at 4 bytes, 8 an address at 4 bytes and unknown at any other size.
+// Addresses are IPv4 at 4 bytes and IPv6 at 16; two-byte AS numbers are
+// widened to 32 bits.
+struct DetailField {
+    uint8_t id;
+    uint8_t size;
+    DetailMember member;
 };
 
-DetailTarget detail_target(uint8_t size, uint8_t id);
+// The one table of the fields the reader knows and the writer writes.
+// Null when the id is unknown at that size.
+const DetailField* find_detail_field(uint8_t size, uint8_t id);
+// The first row of the table for the member at that size: the id the writer
+// declares. Every member has one at its natural width, addresses at 4 and 16
+// bytes, AS numbers at 2 and 4.
+const DetailField& detail_field_of(DetailMember member, uint8_t size);
 
 namespace DetailValue {
 
@@ -43,18 +78,11 @@ inline void set_v6(IP_address& address, const unsigned char* value) {
 
 }  // namespace DetailValue
 
-// value holds as many little-endian bytes as the field's declared size.
-inline void store_detail_value(const DetailTarget& target, const unsigned char* value, TrafficStat& out) {
-    switch (target.kind) {
-    case DetailTarget::None: break;
-    case DetailTarget::Octet: out.*target.octet = value[0]; break;
-    case DetailTarget::Short: out.*target.short_field = LittleEndian::load16(value); break;
-    case DetailTarget::WidenedShort: out.*target.long_field = LittleEndian::load16(value); break;
-    case DetailTarget::Long: out.*target.long_field = LittleEndian::load32(value); break;
-    case DetailTarget::SignedLong: out.*target.signed_field = static_cast<int32_t>(LittleEndian::load32(value)); break;
-    case DetailTarget::IPv4: DetailValue::set_v4(out.*target.address, value); break;
-    case DetailTarget::IPv6: DetailValue::set_v6(out.*target.address, value); break;
-    }
-}
+// value holds field.size little-endian bytes.
+void store_detail_value(const DetailField& field, const unsigned char* value, TrafficStat& out);
+// The reverse, for the writer: field.size little-endian bytes into value. An
+// address is written at the field's size whatever its own family; an AS
+// number at 2 bytes loses its upper half.
+void fetch_detail_value(const DetailField& field, const TrafficStat& in, unsigned char* value);
 
 }  // namespace Vorn

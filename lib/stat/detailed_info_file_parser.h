@@ -4,11 +4,10 @@
 #include <cstdio>
 #include <list>
 #include <map>
-#include <memory>
-#include <utility>
 #include <vector>
 
-#include "stat/detail_field.h"
+#include "stat/detail_input.h"
+#include "stat/detail_record_plan.h"
 #include "stat/filter.h"
 #include "stat/raw_file_record.h"
 #include "stat/traffic_stat.h"
@@ -59,6 +58,13 @@ public:
 
     int format_version() const { return format_version_; }
 
+    // For a caller that reads only the NetFlow part of the records, a replay:
+    // the billing fields (slink_id, account_id, ip, tclass, timestamp,
+    // router_ip_netflow_from) of the records read from then on are left as
+    // they were, which spares their decoding. What is read, what is
+    // logged and what is returned stay the same.
+    void read_flow_part_only() { billing_ = false; }
+
     // Old-format files carry no interfaces, switching times, AS numbers or
     // masks: those fields of out keep what they held.
     static void RawFileRecord_to_TrafficStat(const RawFileRecord& raw, TrafficStat& out);
@@ -66,50 +72,27 @@ public:
 private:
     static constexpr int unknown_format = 3;
 
-    // One field of a record whose every field has a known id and size.
-    struct BlockField {
-        DetailTarget target;
-        uint8_t size;
-        uint32_t offset;  // from the byte after the data id
-    };
-
-    template <typename Member>
-    using Slots = std::vector<std::pair<uint32_t, Member TrafficStat::*>>;  // offset, field
-
-    // What the header says about one data id, flattened for the hot path: a
-    // record whose fields are all known is taken in one piece and its values
-    // stored kind by kind.
+    // What the header says about one data id.
     struct RecordLayout {
         const std::vector<uint8_t>* field_ids = nullptr;  // null: not described
-        bool as_block = false;                            // never for an empty list
-        uint32_t length = 0;
-        std::vector<BlockField> fields;  // in record order, for a record cut short
-        // The same fields by kind, less those that a later one overwrites.
-        Slots<uint8_t> octets;
-        Slots<uint16_t> shorts;
-        Slots<uint32_t> widened_shorts;
-        Slots<uint32_t> longs;
-        Slots<int32_t> signed_longs;
-        Slots<IP_address> v4_addresses;
-        Slots<IP_address> v6_addresses;
+        DetailRecordPlan plan;
     };
 
     bool read_header();
     void rebuild_layouts();
-    static void add_slots(RecordLayout& layout);
     inline bool read_next(TrafficStat& out);
+    bool read_rest(const RecordLayout& layout, TrafficStat& out);
     int parse_old_record(TrafficStat& out);
     bool read_fields(const RecordLayout& layout, TrafficStat& out);
-    bool read_block(const RecordLayout& layout, TrafficStat& out);
-    static inline void store_block(const RecordLayout& layout, const unsigned char* data, TrafficStat& out);
     bool read_field(uint8_t id, unsigned char* value, uint8_t size, unsigned long skip_after_unknown,
                     bool id_in_decimal, TrafficStat& out);
     bool read_byte(uint8_t& byte);
-    bool read_old_record(RawFileRecord& raw);
+    // A whole old-format record at input_.next(), not yet consumed.
+    bool fill_old_record();
     int fail_probe(const char* problem);
     bool keeps(const TrafficStat& record);
 
-    FILE* file_ = nullptr;
+    DetailInput input_;  // the open file, if any
     const char* path_ = nullptr;
     Filter* filter_ = nullptr;
     int format_version_ = unknown_format;
@@ -117,12 +100,11 @@ private:
     FieldDescriptions fields_;
     DataDescriptions data_;
     int32_t first_record_offset_ = 0;
+    bool billing_ = true;  // whether records fill their billing fields
 
     // Rebuilt from the two maps whenever the header is read.
     std::vector<RecordLayout> layouts_;  // indexed by data id
     int16_t field_sizes_[256];           // -1: not described
-    std::vector<unsigned char> block_;
-    std::unique_ptr<char[]> stdio_buffer_;  // outlives every file it serves
 };
 
 }  // namespace Vorn

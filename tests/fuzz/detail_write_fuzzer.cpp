@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::filesystem::remove(out);
     std::istringstream in(text), lines(text);
     std::ostringstream err, dumped;
-    if (Strell::write_detail_file(old ? Strell::DetailFormat::Old : Strell::DetailFormat::New, out, in, err) != 0) {
+    if (Vorn::write_detail_file(old ? Vorn::DetailFormat::Old : Vorn::DetailFormat::New, out, in, err) != 0) {
         if (std::filesystem::exists(out)) std::abort();  // no partial file
         return 0;
     }
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (std::string line; std::getline(lines, line);) {
         Vorn::TrafficStat record;
         if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-        if (!Strell::traffic_stat_from_json(line, record, problem)) std::abort();
+        if (!Vorn::traffic_stat_from_json(line, record, problem)) std::abort();
         auto json = nlohmann::json::parse(record.to_str_json());
         // What the old format does not carry reads back as in a fresh record.
         for (const char* key : {"iface", "oface", "ts_first", "ts_last", "src_as", "dst_as", "src_mask", "dst_mask", "ip", "router_ip_netflow_from"})
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         expected += json.dump() + "\n";
     }
     // A file of no records is refused by probe: nothing to read back then.
-    const int status = Strell::dump_detail_file(out, dumped, err);
+    const int status = Vorn::dump_detail_file(out, dumped, err);
     if (expected.empty() ? !dumped.str().empty() : (status != 0 || dumped.str() != expected)) std::abort();
     return 0;
 }

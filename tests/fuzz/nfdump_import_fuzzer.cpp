@@ -16,12 +16,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::filesystem::remove(out);
     std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
     std::ostringstream err, dumped, dump_err;
-    const int status = Strell::import_nfdump(Strell::DetailFormat::New, out, in, err, false);
+    const int status = Vorn::import_nfdump(Vorn::DetailFormat::New, out, in, err, false);
     if (std::filesystem::exists(out) != (status == 0)) std::abort();
     if (status != 0) return 0;
     // "OUT: new format, N records..."
     const long flows = std::strtol(err.str().c_str() + out.size() + 13, nullptr, 10);
-    Strell::dump_detail_file(out, dumped, dump_err);
+    Vorn::dump_detail_file(out, dumped, dump_err);
     const std::string lines = dumped.str();
     if (std::count(lines.begin(), lines.end(), '\n') != flows) std::abort();
     return 0;

@@ -16,6 +16,7 @@ using Results = std::vector<int>;
 struct Bytes {
     std::string data;
     Bytes& u8(std::initializer_list<uint8_t> bytes) { return data.append(bytes.begin(), bytes.end()), *this; }
+    Bytes& u8(const std::vector<uint8_t>& bytes) { return data.append(bytes.begin(), bytes.end()), *this; }
     Bytes& u32(uint32_t v) { return u8({uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)}); }
     Bytes& fill(size_t n, uint8_t value) { return data.append(n, char(value)), *this; }
 };
@@ -176,6 +177,18 @@ TEST(DetailedInfoFileParser, ReadsEveryRecordOfALargeFileWhole) {
     for (; p.parser.parse_record(p.record) == 1; ++read)
         wrong += p.record.tclass != read || p.record.s_addr.to_int() != 0x0A000000 + read || p.record.tos != uint8_t(read);
     EXPECT_EQ(std::make_pair(read, wrong), std::make_pair(count, 0u));
+}
+
+TEST(DetailedInfoFileParser, ARecordDescribedAgainAndAgainIsReadWholeAndItsLaterFieldsWin) {
+    // 33 descriptions of data id 1, each 126 IPv6 addresses and a tclass:
+    // one record of 66,660 bytes, larger than a read buffer would naively be.
+    Bytes bytes = Bytes().u8({0x02, 0x02, 27, 16, 103, 4, 33});
+    std::vector<uint8_t> ids(126, 27);
+    ids.push_back(103);
+    for (int i = 0; i < 33; ++i) bytes.u8({0x01, 127}).u8(ids);
+    Probed p(bytes.u8({0x01}).fill(33 * 2020 - 20, 0).fill(16, 0x11).u32(7));
+    EXPECT_EQ(p.read_all().results, Results{1});
+    EXPECT_EQ(p.record.s_addr.to_string() + " " + std::to_string(p.record.tclass), "1111:1111:1111:1111:1111:1111:1111:1111 7");
 }
 
 TEST(DetailedInfoFileParser, TheFilterDecidesWhichRecordsParseKeeps) {

@@ -12,7 +12,7 @@
 #include "tools/vorn_detail/flow_compare.h"
 #include "tools/vorn_detail/nfdump_import.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
@@ -87,4 +87,4 @@ int compare_command(const std::vector<std::string>& args, std::istream& in, std:
     });
 }
 
-}  // namespace Strell
+}  // namespace Vorn

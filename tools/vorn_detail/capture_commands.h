@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-namespace Strell {
+namespace Vorn {
 
 // The options and inputs of 'vorn-detail import' and 'vorn-detail compare';
 // args follow the command's name. A missing input file or "-" is in.
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err);
 int compare_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
 
-}  // namespace Strell
+}  // namespace Vorn

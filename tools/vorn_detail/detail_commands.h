@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/vorn_detail/detail_encoder.h"
+#include "stat/detail_encoder.h"
 
-namespace Strell {
+namespace Vorn {
+
 
 // Exit statuses of vorn-detail.
 constexpr int exit_ok = 0;
@@ -27,4 +28,4 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
 
 extern const char* const vorn_detail_usage;
 
-}  // namespace Strell
+}  // namespace Vorn

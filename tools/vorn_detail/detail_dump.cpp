@@ -4,7 +4,7 @@
 #include "stat/filter.h"
 #include "tools/vorn_detail/detail_commands.h"
 
-namespace Strell {
+namespace Vorn {
 
 // One TrafficStat is reused as the replay reuses it, so a field that a
 // record lacks shows the previous record's value, as strell would send it.
@@ -33,4 +33,4 @@ int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& e
     return exit_ok;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

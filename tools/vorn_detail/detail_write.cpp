@@ -5,7 +5,7 @@
 #include "tools/vorn_detail/json_record.h"
 #include "tools/vorn_detail/output_file.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
@@ -62,4 +62,4 @@ int write_detail_file(DetailFormat format, const std::string& path, std::istream
     return exit_ok;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -14,13 +14,11 @@
 #include "tools/vorn_detail/nfdump_flow.h"
 #include "tools/vorn_detail/nfdump_reader.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
 using nlohmann::json;
-using Vorn::IP_address;
-using Vorn::TrafficFlowRecord;
 
 // A flow as the comparison sees it: what the version does not carry and the
 // ignored fields are zero.
@@ -282,4 +280,4 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
     return exit_different;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace Strell {
+namespace Vorn {
 
 // Exit status of compare when the flows differ (0 when they are equal).
 constexpr int exit_different = 3;
@@ -22,4 +22,4 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
 // The names of the fields that a version carries and compare looks at.
 std::vector<std::string> compared_fields(SentAs sent_as);
 
-}  // namespace Strell
+}  // namespace Vorn

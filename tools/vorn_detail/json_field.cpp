@@ -1,6 +1,6 @@
 #include "tools/vorn_detail/json_field.h"
 
-namespace Strell {
+namespace Vorn {
 
 using nlohmann::json;
 
@@ -20,4 +20,4 @@ std::string set_address(const json& value, Vorn::IP_address& field) {
 
 std::string quoted(const std::string& text) { return json(text).dump(-1, ' ', false, json::error_handler_t::replace); }
 
-}  // namespace Strell
+}  // namespace Vorn

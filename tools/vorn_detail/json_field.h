@@ -8,7 +8,7 @@
 
 #include "net/ip_address.h"
 
-namespace Strell {
+namespace Vorn {
 
 // Setters of one record field from a JSON value, shared by the readers of
 // JSON lines and of nfdump's output. Each returns an empty text, or what is
@@ -29,4 +29,4 @@ std::string set_address(const nlohmann::json& value, Vorn::IP_address& field);
 // A key or a text as JSON writes it, invalid UTF-8 replaced.
 std::string quoted(const std::string& text);
 
-}  // namespace Strell
+}  // namespace Vorn

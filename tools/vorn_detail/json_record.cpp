@@ -4,13 +4,11 @@
 
 #include "tools/vorn_detail/json_field.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
 using nlohmann::json;
-using Vorn::IP_address;
-using Vorn::TrafficStat;
 
 // Each setter returns an empty text or what is wrong with the value.
 using Setter = std::string (*)(const json& value, TrafficStat& out);
@@ -107,4 +105,4 @@ bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::stri
     return true;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -4,7 +4,7 @@
 
 #include "stat/traffic_stat.h"
 
-namespace Strell {
+namespace Vorn {
 
 // Reads one line as TrafficStat::to_str_json writes it. Every key of that
 // rendering is accepted; human_timestamp and login are ignored, the others
@@ -12,4 +12,4 @@ namespace Strell {
 // says why in problem (one line, no line number).
 bool traffic_stat_from_json(const std::string& line, Vorn::TrafficStat& out, std::string& problem);
 
-}  // namespace Strell
+}  // namespace Vorn

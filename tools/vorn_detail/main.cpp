@@ -17,12 +17,12 @@ public:
 }  // namespace
 
 int main(int argc, char** argv) {
-    const bool input_closed = Strell::occupy_closed_standard_descriptors();
+    const bool input_closed = Vorn::occupy_closed_standard_descriptors();
     std::istream no_input(nullptr);  // bad from the start
     StderrLogger logger;
     Vorn::LogStream::init(&logger);
     const int status =
-        Strell::run_vorn_detail({argv + 1, argv + argc}, input_closed ? no_input : std::cin, std::cout, std::cerr);
+        Vorn::run_vorn_detail({argv + 1, argv + argc}, input_closed ? no_input : std::cin, std::cout, std::cerr);
     Vorn::LogStream::init(nullptr);
     return status;
 }

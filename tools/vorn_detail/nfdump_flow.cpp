@@ -8,13 +8,11 @@
 
 #include "tools/vorn_detail/json_field.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
 using nlohmann::json;
-using Vorn::IP_address;
-using Vorn::TrafficStat;
 
 // The record and which addresses the object named.
 struct Flow {
@@ -220,4 +218,4 @@ std::string traffic_stat_from_nfdump(const json& object, TrafficStat& out, bool&
     return std::string();
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -6,7 +6,7 @@
 
 #include "stat/traffic_stat.h"
 
-namespace Strell {
+namespace Vorn {
 
 // One object of 'nfdump -o json' output turned into a traffic record: the
 // members with a counterpart are mapped, the others ignored. Objects whose
@@ -14,4 +14,4 @@ namespace Strell {
 // out is left alone. On bad input returns what is wrong (one line).
 std::string traffic_stat_from_nfdump(const nlohmann::json& object, Vorn::TrafficStat& out, bool& is_flow);
 
-}  // namespace Strell
+}  // namespace Vorn

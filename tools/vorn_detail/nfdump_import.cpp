@@ -9,7 +9,7 @@
 #include "tools/vorn_detail/nfdump_reader.h"
 #include "tools/vorn_detail/output_file.h"
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
@@ -69,4 +69,4 @@ int import_nfdump(DetailFormat format, const std::string& path, std::istream& in
     return exit_ok;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -3,9 +3,9 @@
 #include <iosfwd>
 #include <string>
 
-#include "tools/vorn_detail/detail_encoder.h"
+#include "stat/detail_encoder.h"
 
-namespace Strell {
+namespace Vorn {
 
 // nfdump's JSON output (one array of flow objects) from in to a detail file
 // at path, one flow at a time. Objects of other record types are skipped and
@@ -14,4 +14,4 @@ namespace Strell {
 // err while reading.
 int import_nfdump(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err, bool progress);
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -1,6 +1,6 @@
 #include "tools/vorn_detail/nfdump_reader.h"
 
-namespace Strell {
+namespace Vorn {
 
 using nlohmann::json;
 
@@ -99,4 +99,4 @@ bool NfdumpReader::read(std::istream& in, const Visit& visit) {
     return false;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Strell {
+namespace Vorn {
 
 // Reads what 'nfdump -o json' prints, one JSON array of flow objects, one
 // object at a time, so that memory does not grow with the input. Members
@@ -31,4 +31,4 @@ private:
     unsigned long ordinal_ = 0;
 };
 
-}  // namespace Strell
+}  // namespace Vorn

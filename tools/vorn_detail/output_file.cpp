@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
@@ -217,4 +217,4 @@ void OutputFile::fail(const std::string& what, int error_number) {
     error_ = what + ": " + std::strerror(error_number);
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace Strell {
+namespace Vorn {
 
 // Where a command of vorn-detail writes a file, chosen so that nothing that
 // stands at the output path is destroyed:
@@ -50,4 +50,4 @@ private:
     std::string error_;
 };
 
-}  // namespace Strell
+}  // namespace Vorn

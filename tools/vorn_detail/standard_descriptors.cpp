@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-namespace Strell {
+namespace Vorn {
 
 namespace {
 
@@ -30,4 +30,4 @@ bool occupy_closed_standard_descriptors() {
     return input_closed;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace Strell {
+namespace Vorn {
 
 // Puts "/dev/null" on each of the descriptors 0, 1 and 2 that the program was
 // started without, so that no file it opens later takes that number and is
@@ -9,4 +9,4 @@ namespace Strell {
 // as on a closed descriptor. True when standard input was closed.
 bool occupy_closed_standard_descriptors();
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -3,7 +3,7 @@
 #include "tools/vorn_detail/capture_commands.h"
 #include "tools/vorn_detail/detail_commands.h"
 
-namespace Strell {
+namespace Vorn {
 
 const char* const vorn_detail_usage =
     "Usage: vorn-detail dump FILE\n"
@@ -112,4 +112,4 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
     return exit_usage;
 }
 
-}  // namespace Strell
+}  // namespace Vorn

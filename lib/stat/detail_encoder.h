@@ -5,14 +5,14 @@
 
 #include "stat/traffic_stat.h"
 
-namespace Strell {
+namespace Vorn {
 
 enum class DetailFormat { New, Old };
 
 // Turns records into the bytes of a detail file that DetailedInfoFileParser
 // reads back. The new format carries every field of a record but login; the
-// old one IPv4 flows only, and its reader takes back only part of what is
-// written (see the usage text).
+// old one IPv4 flows only, and the reader takes back only part of what is
+// written (no interfaces, switching times, AS numbers or masks).
 class DetailEncoder {
 public:
     explicit DetailEncoder(DetailFormat format) : format_(format) {}
@@ -20,12 +20,12 @@ public:
     // What goes before the first record (nothing in the old format).
     std::vector<unsigned char> header() const;
     // Empty when the format can hold the record, else why it cannot.
-    std::string refusal(const Vorn::TrafficStat& record) const;
+    std::string refusal(const TrafficStat& record) const;
     // Appends one record; call only for records without a refusal.
-    void append_record(const Vorn::TrafficStat& record, std::vector<unsigned char>& out) const;
+    void append_record(const TrafficStat& record, std::vector<unsigned char>& out) const;
 
 private:
     DetailFormat format_;
 };
 
-}  // namespace Strell
+}  // namespace Vorn

@@ -1,0 +1,159 @@
+#include "stat/detail_encoder.h"
+
+#include <cstddef>
+#include <iterator>
+#include <utility>
+
+#include "stat/detail_field.h"
+#include "stat/little_endian.h"
+#include "stat/raw_file_record.h"
+
+namespace Vorn {
+
+namespace {
+
+using M = DetailMember;
+namespace LE = LittleEndian;
+
+// New-format layout. Every record holds the same fields in this order, each
+// at the width given here; the five addresses are written as 4 or 16 bytes
+// each by their own family, and the data id tells which: 1 + one bit per
+// IPv6 address (bit 0 s_addr, 1 d_addr, 2 nexthop_addr, 3 ip,
+// 4 router_ip_netflow_from). So all-IPv4 records use data id 1 and all-IPv6
+// ones data id 32. The ids come from the reader's table.
+struct Column {
+    M member;
+    uint8_t size;  // for an address, its IPv4 size
+};
+
+constexpr Column columns[] = {
+    {M::s_addr, 4},   {M::d_addr, 4},     {M::nexthop_addr, 4}, {M::sport, 2},      {M::dport, 2},
+    {M::iface, 2},    {M::oface, 2},      {M::d_pkt, 4},        {M::d_oct, 4},      {M::ts_first, 4},
+    {M::ts_last, 4},  {M::tcp_flags, 1},  {M::proto, 1},        {M::tos, 1},        {M::src_as, 4},
+    {M::dst_as, 4},   {M::src_mask, 1},   {M::dst_mask, 1},     {M::slink_id, 4},   {M::account_id, 4},
+    {M::ip, 4},       {M::tclass, 4},     {M::timestamp, 4},    {M::router_ip_netflow_from, 4},
+};
+constexpr int address_combinations = 32;
+
+bool is_v6(const IP_address& address) { return address.family() == IP_address::IPv6; }
+
+const IP_address& address_of(const TrafficStat& record, M member) {
+    switch (member) {
+    case M::s_addr: return record.s_addr;
+    case M::d_addr: return record.d_addr;
+    case M::nexthop_addr: return record.nexthop_addr;
+    case M::ip: return record.ip;
+    default: return record.router_ip_netflow_from;
+    }
+}
+
+// The size a column is written with for this record.
+uint8_t size_for(const Column& column, const TrafficStat& record) {
+    return is_address(column.member) && is_v6(address_of(record, column.member)) ? 16 : column.size;
+}
+
+uint8_t data_id(const TrafficStat& record) {
+    unsigned mask = 0;
+    unsigned bit = 0;
+    for (const Column& column : columns) {
+        if (!is_address(column.member)) continue;
+        if (is_v6(address_of(record, column.member))) mask |= 1u << bit;
+        ++bit;
+    }
+    return static_cast<uint8_t>(1 + mask);
+}
+
+void append_new_record(const TrafficStat& record, std::vector<unsigned char>& out) {
+    out.push_back(data_id(record));
+    for (const Column& column : columns) {
+        const DetailField& field = detail_field_of(column.member, size_for(column, record));
+        const size_t at = out.size();
+        out.resize(at + field.size);
+        fetch_detail_value(field, record, out.data() + at);
+    }
+}
+
+void append_old_record(const TrafficStat& r, std::vector<unsigned char>& out) {
+    using Raw = RawFileRecord;
+    const size_t start = out.size();
+    out.resize(start + sizeof(Raw), 0);  // pads and reserved words stay zero
+    unsigned char* p = out.data() + start;
+    LE::store32(p + offsetof(Raw, version), 1);
+    LE::store32(p + offsetof(Raw, s_addr), r.s_addr.to_int());
+    LE::store32(p + offsetof(Raw, d_addr), r.d_addr.to_int());
+    LE::store32(p + offsetof(Raw, nexthop_addr), r.nexthop_addr.to_int());
+    LE::store16(p + offsetof(Raw, iface), r.iface);
+    LE::store16(p + offsetof(Raw, oface), r.oface);
+    LE::store32(p + offsetof(Raw, d_pkt), r.d_pkt);
+    LE::store32(p + offsetof(Raw, d_oct), r.d_oct);
+    LE::store32(p + offsetof(Raw, ts_first), r.ts_first);
+    LE::store32(p + offsetof(Raw, ts_last), r.ts_last);
+    LE::store16(p + offsetof(Raw, sport), r.sport);
+    LE::store16(p + offsetof(Raw, dport), r.dport);
+    p[offsetof(Raw, tcp_flags)] = r.tcp_flags;
+    p[offsetof(Raw, proto)] = r.proto;
+    p[offsetof(Raw, tos)] = r.tos;
+    // The record has 16 bits for AS numbers, like NetFlow v5.
+    LE::store16(p + offsetof(Raw, src_as), static_cast<uint16_t>(r.src_as));
+    LE::store16(p + offsetof(Raw, dst_as), static_cast<uint16_t>(r.dst_as));
+    p[offsetof(Raw, src_mask)] = r.src_mask;
+    p[offsetof(Raw, dst_mask)] = r.dst_mask;
+    LE::store32(p + offsetof(Raw, slink_id), r.slink_id);
+    LE::store32(p + offsetof(Raw, account_id), r.account_id);
+    LE::store32(p + offsetof(Raw, tclass), r.tclass);
+    LE::store32(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
+}
+
+}  // namespace
+
+std::vector<unsigned char> DetailEncoder::header() const {
+    std::vector<unsigned char> out;
+    if (format_ == DetailFormat::Old) return out;
+    out.push_back(2);
+
+    // Each address is declared at both its sizes, the IPv4 one first.
+    std::vector<unsigned char> fields;
+    for (const Column& column : columns) {
+        const DetailField& field = detail_field_of(column.member, column.size);
+        fields.insert(fields.end(), {field.id, field.size});
+        if (is_address(column.member)) {
+            const DetailField& v6 = detail_field_of(column.member, 16);
+            fields.insert(fields.end(), {v6.id, v6.size});
+        }
+    }
+    out.push_back(static_cast<unsigned char>(fields.size() / 2));
+    out.insert(out.end(), fields.begin(), fields.end());
+
+    out.push_back(address_combinations);
+    for (unsigned mask = 0; mask < address_combinations; ++mask) {
+        out.push_back(static_cast<unsigned char>(1 + mask));
+        out.push_back(static_cast<unsigned char>(std::size(columns)));
+        unsigned bit = 0;
+        for (const Column& column : columns) {
+            uint8_t size = column.size;
+            if (is_address(column.member) && ((mask >> bit++) & 1u) != 0) size = 16;
+            out.push_back(detail_field_of(column.member, size).id);
+        }
+    }
+    return out;
+}
+
+std::string DetailEncoder::refusal(const TrafficStat& record) const {
+    if (format_ == DetailFormat::New) return std::string();
+    const std::pair<const char*, const IP_address*> flow[] = {
+        {"s_addr", &record.s_addr}, {"d_addr", &record.d_addr}, {"nexthop_addr", &record.nexthop_addr}};
+    for (const auto& [key, address] : flow) {
+        if (is_v6(*address))
+            return std::string("key \"") + key + "\" holds an IPv6 address; the old format carries IPv4 flows only";
+    }
+    return std::string();
+}
+
+void DetailEncoder::append_record(const TrafficStat& record, std::vector<unsigned char>& out) const {
+    if (format_ == DetailFormat::New)
+        append_new_record(record, out);
+    else
+        append_old_record(record, out);
+}
+
+}  // namespace Vorn
