@@ -7,12 +7,6 @@ namespace Strell {
 
 class RawData;
 
-// One entry of a NetFlow v9 template: field type and announced length.
-struct TemplateField {
-    uint16_t type = 0;
-    uint16_t length = 0;
-};
-
 // One field value as raw bytes in host (little-endian) order. Values of up to
 // 16 bytes (every NetFlow field we make) stay inline, so that a record's
 // field list costs no allocation per field.

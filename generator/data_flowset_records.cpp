@@ -18,12 +18,12 @@ void DataFlowsetRecords::add_record(const std::vector<DataField>& record) {
 }
 
 void DataFlowsetRecords::clear() {
-    count = 0;
-    bytes.clear();
+    count_ = 0;
+    bytes_.clear();
 }
 
 void DataFlowsetRecords::serialize(RawData& out) const {
-    out.append(bytes.data(), bytes.size());
+    out.append(bytes_.data(), bytes_.size());
     out.padding(static_cast<int>(padding()));
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "generator/export_constants.h"
 #include "generator/netflow_v5_packet_manager.h"
 #include "generator/netflow_v9_packet_manager.h"
 #include "stat/detailed_info_file_parser.h"
@@ -11,9 +12,6 @@
 namespace Strell {
 
 namespace {
-
-constexpr unsigned flow_sequence = 56;
-constexpr unsigned v9_source_id = 1234;
 
 // The replay takes every file and every record.
 class DummyFilter : public Vorn::Filter {
@@ -30,9 +28,9 @@ public:
 std::unique_ptr<NetflowPacketManager> start_packet_manager(const RunSettings& settings) {
     std::unique_ptr<NetflowPacketManager> manager;
     if (settings.version == 9) {
-        manager = std::make_unique<Netflow_v9_PacketManager>(9, settings.export_start, 0, flow_sequence, v9_source_id);
+        manager = std::make_unique<Netflow_v9_PacketManager>(9, settings.export_start, 0, export_sequence, v9_source_id);
     } else {
-        manager = std::make_unique<Netflow_v5_PacketManager>(settings.version, settings.export_start, 0, flow_sequence);
+        manager = std::make_unique<Netflow_v5_PacketManager>(settings.version, settings.export_start, 0, export_sequence);
     }
     manager->init(settings.collector, settings.send_delay);
     return manager;

@@ -31,18 +31,18 @@ protected:
     // the packet's times, then a fresh buffer to the collector.
     template <typename Packet>
     void send_packet(Packet& packet) {
-        if (send_delay != 0) {
-            Vorn::Thread::usleep(send_delay);
+        if (send_delay_ != 0) {
+            Vorn::Thread::usleep(send_delay_);
         }
         packet.update_time();
         RawData buffer;
         packet.serialize(buffer);
-        socket.sendto(buffer.data(), buffer.size(), endpoint);
+        socket_.sendto(buffer.data(), buffer.size(), endpoint_);
     }
 
-    Vorn::Socket::Endpoint endpoint;
-    int send_delay = 0;  // microseconds slept before every send; 0: none
-    Vorn::Socket socket;
+    Vorn::Socket::Endpoint endpoint_;
+    int send_delay_ = 0;  // microseconds slept before every send; 0: none
+    Vorn::Socket socket_;
 };
 
 }  // namespace Strell

@@ -4,22 +4,22 @@ namespace Strell {
 
 Netflow_v5_PacketManager::Netflow_v5_PacketManager(unsigned short version, unsigned int sys_uptime,
                                                    unsigned int unix_secs, unsigned int flow_sequence)
-    : packet(version, sys_uptime, unix_secs, flow_sequence, std::string()) {}
+    : packet_(version, sys_uptime, unix_secs, flow_sequence, std::string()) {}
 
 void Netflow_v5_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
-    packet.add_record(flow);
-    if (packet.records_count() == records_per_packet) {
+    packet_.add_record(flow);
+    if (packet_.records_count() == records_per_packet) {
         send();
-        packet.clear();
+        packet_.clear();
     }
 }
 
 void Netflow_v5_PacketManager::force_sending() {
-    if (packet.records_count() == 0) {
+    if (packet_.records_count() == 0) {
         return;
     }
     send();
-    packet.clear();
+    packet_.clear();
 }
 
 // Each packet is filled once and then sent q times: the repeats carry the same
@@ -29,23 +29,23 @@ void Netflow_v5_PacketManager::send_packets(const StrellRecord& record, unsigned
     const unsigned rest = count % records_per_packet;
     if (full_packets != 0) {
         for (unsigned i = 0; i < records_per_packet; ++i) {
-            packet.add_record(record);
+            packet_.add_record(record);
         }
         for (unsigned i = 0; i < full_packets; ++i) {
             send();
         }
     }
-    packet.clear();
+    packet_.clear();
     if (rest != 0) {
         for (unsigned i = 0; i < rest; ++i) {
-            packet.add_record(record);
+            packet_.add_record(record);
         }
         send();
-        packet.clear();
+        packet_.clear();
     }
 }
 
 // The delay comes before the send, so even the last, forced packet waits.
-void Netflow_v5_PacketManager::send() { send_packet(packet); }
+void Netflow_v5_PacketManager::send() { send_packet(packet_); }
 
 }  // namespace Strell

@@ -21,7 +21,7 @@ public:
 private:
     void send();
 
-    Netflow_v5_Packet packet;
+    Netflow_v5_Packet packet_;
 };
 
 }  // namespace Strell

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "generator/export_constants.h"
 #include "generator/raw_data.h"
 
 namespace Strell {
@@ -9,7 +10,6 @@ namespace Strell {
 namespace {
 
 constexpr uint64_t header_length = 20;
-constexpr uint64_t flowset_header_length = 4;
 
 template <typename T>
 void serialize_flowset(const FlowsetStorage<T>& flowset, RawData& out) {
@@ -20,55 +20,55 @@ void serialize_flowset(const FlowsetStorage<T>& flowset, RawData& out) {
 
 }  // namespace
 
-Netflow_v9_Packet::Netflow_v9_Packet(unsigned short version_, unsigned int sys_uptime_, unsigned int unix_secs_,
-                                     unsigned int sequence_, unsigned int source_id_)
-    : version(version_),
-      sys_uptime(sys_uptime_),
-      unix_secs(unix_secs_),
-      sequence(sequence_),
-      source_id(source_id_),
+Netflow_v9_Packet::Netflow_v9_Packet(unsigned short version, unsigned int sys_uptime, unsigned int unix_secs,
+                                     unsigned int sequence, unsigned int source_id)
+    : version_(version),
+      sys_uptime_(sys_uptime),
+      unix_secs_(unix_secs),
+      sequence_(sequence),
+      source_id_(source_id),
       length_(header_length) {}
 
 void Netflow_v9_Packet::add_flowset(const FlowsetStorage<DataFlowsetRecords>& flowset) {
-    count = static_cast<uint16_t>(count + flowset.records.records_count());
-    if (data_flowsets_used < data_flowsets.size()) {
-        data_flowsets[data_flowsets_used] = flowset;
+    count_ = static_cast<uint16_t>(count_ + flowset.records.records_count());
+    if (data_flowsets_used_ < data_flowsets_.size()) {
+        data_flowsets_[data_flowsets_used_] = flowset;
     } else {
-        data_flowsets.push_back(flowset);
+        data_flowsets_.push_back(flowset);
     }
-    ++data_flowsets_used;
+    ++data_flowsets_used_;
     length_ += flowset.records.length() + flowset_header_length;
 }
 
 void Netflow_v9_Packet::add_flowset(const FlowsetStorage<TemplateFlowsetRecords>& flowset) {
-    count = static_cast<uint16_t>(count + flowset.records.records_count());
-    template_flowsets.push_back(flowset);
+    count_ = static_cast<uint16_t>(count_ + flowset.records.records_count());
+    template_flowsets_.push_back(flowset);
     length_ += flowset.records.length() + flowset_header_length;
 }
 
 void Netflow_v9_Packet::update_time() {
     const auto now = static_cast<uint32_t>(time(nullptr));
-    sys_uptime = now - unix_secs;
-    unix_secs = now;
+    sys_uptime_ = now - unix_secs_;
+    unix_secs_ = now;
 }
 
 void Netflow_v9_Packet::clear() {
-    count = 0;
-    template_flowsets.clear();
-    for (size_t i = 0; i < data_flowsets_used; ++i) {
-        data_flowsets[i].records.clear();
+    count_ = 0;
+    template_flowsets_.clear();
+    for (size_t i = 0; i < data_flowsets_used_; ++i) {
+        data_flowsets_[i].records.clear();
     }
-    data_flowsets_used = 0;
+    data_flowsets_used_ = 0;
     length_ = header_length;
 }
 
 void Netflow_v9_Packet::serialize(RawData& out) const {
-    out.write_all(version, count, sys_uptime, unix_secs, sequence, source_id);
-    for (const auto& flowset : template_flowsets) {
+    out.write_all(version_, count_, sys_uptime_, unix_secs_, sequence_, source_id_);
+    for (const auto& flowset : template_flowsets_) {
         serialize_flowset(flowset, out);
     }
-    for (size_t i = 0; i < data_flowsets_used; ++i) {
-        serialize_flowset(data_flowsets[i], out);
+    for (size_t i = 0; i < data_flowsets_used_; ++i) {
+        serialize_flowset(data_flowsets_[i], out);
     }
 }
 

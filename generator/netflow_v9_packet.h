@@ -21,7 +21,7 @@ public:
     void add_flowset(const FlowsetStorage<DataFlowsetRecords>& flowset);
     void add_flowset(const FlowsetStorage<TemplateFlowsetRecords>& flowset);
 
-    uint16_t records_count() const { return count; }
+    uint16_t records_count() const { return count_; }
     // Exactly the number of bytes serialize writes.
     uint64_t length() const { return length_; }
     // sys_uptime becomes the seconds since the previous call (since the
@@ -31,25 +31,19 @@ public:
     void clear();
     void serialize(RawData& out) const;
 
-    unsigned short get_version() const { return version; }
-    unsigned int get_sys_uptime() const { return sys_uptime; }
-    unsigned int get_unix_secs() const { return unix_secs; }
-    unsigned int get_sequence() const { return sequence; }
-    unsigned int get_source_id() const { return source_id; }
-
 private:
-    uint16_t version;
-    uint16_t count = 0;
-    uint32_t sys_uptime;
-    uint32_t unix_secs;
-    uint32_t sequence;
-    uint32_t source_id;
-    std::vector<FlowsetStorage<TemplateFlowsetRecords>> template_flowsets;
+    uint16_t version_;
+    uint16_t count_ = 0;
+    uint32_t sys_uptime_;
+    uint32_t unix_secs_;
+    uint32_t sequence_;
+    uint32_t source_id_;
+    std::vector<FlowsetStorage<TemplateFlowsetRecords>> template_flowsets_;
     // Only the first data_flowsets_used entries belong to the packet; clear()
     // keeps the rest as storage, so that a manager refilling one packet for
     // every datagram copies flowsets into it without allocating.
-    std::vector<FlowsetStorage<DataFlowsetRecords>> data_flowsets;
-    size_t data_flowsets_used = 0;
+    std::vector<FlowsetStorage<DataFlowsetRecords>> data_flowsets_;
+    size_t data_flowsets_used_ = 0;
     uint64_t length_;  // what length() returns, kept as flowsets are added
 };
 

@@ -21,17 +21,19 @@ StrellRecord zero_flow_record(Vorn::IP_address::Family family) {
 Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsigned int sys_uptime,
                                                    unsigned int unix_secs, unsigned int sequence,
                                                    unsigned int source_id)
-    : base_template_id(ipv4_template_id), packet(version, sys_uptime, unix_secs, sequence, source_id), templates(0) {
-    templates.records.add_record(base_template_id, zero_flow_record(Vorn::IP_address::IPv4).fields());
-    templates.records.add_record(ipv6_template_id, zero_flow_record(Vorn::IP_address::IPv6).fields());
-    packet.add_flowset(templates);
+    : base_template_id_(ipv4_template_id),
+      packet_(version, sys_uptime, unix_secs, sequence, source_id),
+      templates_(template_flowset_id) {
+    templates_.records.add_record(base_template_id_, zero_flow_record(Vorn::IP_address::IPv4).fields());
+    templates_.records.add_record(ipv6_template_id, zero_flow_record(Vorn::IP_address::IPv6).fields());
+    packet_.add_flowset(templates_);
 }
 
 uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
     const auto with_header = [](const PendingFlowset& slot) {
-        return slot.open ? slot.flowset.records.length() + 4 : 0;
+        return slot.open ? slot.flowset.records.length() + flowset_header_length : 0;
     };
-    return static_cast<uint16_t>(with_header(pending[0]) + with_header(pending[1]));
+    return static_cast<uint16_t>(with_header(pending_[0]) + with_header(pending_[1]));
 }
 
 // The size tests count the padding the pending flowsets have now, not the
@@ -40,9 +42,9 @@ void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlo
     StrellRecord::require_one_family(flow);
     // The family get_address_type reports: the source address's.
     const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
-    PendingFlowset& slot = pending[v6 ? 1 : 0];
+    PendingFlowset& slot = pending_[v6 ? 1 : 0];
     const auto length = static_cast<uint16_t>(StrellRecord::flow_data_length(v6));
-    if (slot.open && packet.length() + data_flowsets_length() + length <= max_packet_length) {
+    if (slot.open && packet_.length() + data_flowsets_length() + length <= max_datagram_length) {
         add_flow(slot, flow, v6);
         return;
     }
@@ -64,7 +66,8 @@ void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const 
     slot.flowset.records.clear();
     slot.flowset.flowset_length = 0;
     add_flow(slot, flow, v6);
-    if (packet.length() + 4 + data_flowsets_length() + slot.flowset.records.length() > max_packet_length) {
+    if (packet_.length() + flowset_header_length + data_flowsets_length() + slot.flowset.records.length() >
+        max_datagram_length) {
         // Sending empties every slot, this one too: put the flow back.
         send();
         add_flow(slot, flow, v6);
@@ -105,7 +108,7 @@ void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::Traffi
 
 void Netflow_v9_PacketManager::force_sending() {
     add_pending_to_packet();
-    if (packet.records_count() == 0) {
+    if (packet_.records_count() == 0) {
         return;
     }
     transmit();
@@ -114,9 +117,9 @@ void Netflow_v9_PacketManager::force_sending() {
 void Netflow_v9_PacketManager::send_packets(const StrellRecord&, unsigned int) {}
 
 void Netflow_v9_PacketManager::add_pending_to_packet() {
-    for (const PendingFlowset& slot : pending) {
+    for (const PendingFlowset& slot : pending_) {
         if (slot.open) {
-            packet.add_flowset(slot.flowset);
+            packet_.add_flowset(slot.flowset);
         }
     }
 }
@@ -128,9 +131,9 @@ void Netflow_v9_PacketManager::send() {
 
 // A send that throws leaves packet and pending as they were, flowsets and all.
 void Netflow_v9_PacketManager::transmit() {
-    send_packet(packet);
-    packet.clear();
-    for (PendingFlowset& slot : pending) {
+    send_packet(packet_);
+    packet_.clear();
+    for (PendingFlowset& slot : pending_) {
         slot.flowset.records.clear();
         slot.open = false;
     }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "generator/export_constants.h"
 #include "generator/flowset_storage.h"
 #include "generator/netflow_packet_manager.h"
 #include "generator/netflow_v9_packet.h"
@@ -14,10 +15,6 @@ namespace Strell {
 // in the first packet only, as our collectors have always been fed.
 class Netflow_v9_PacketManager : public NetflowPacketManager {
 public:
-    static constexpr uint16_t ipv4_template_id = 256;
-    static constexpr uint16_t ipv6_template_id = 257;
-    static constexpr uint64_t max_packet_length = 1500;
-
     Netflow_v9_PacketManager(unsigned short version, unsigned int sys_uptime, unsigned int unix_secs,
                              unsigned int sequence, unsigned int source_id);
 
@@ -48,12 +45,12 @@ private:
     void send();
     void transmit();
 
-    uint16_t base_template_id;
-    Netflow_v9_Packet packet;
-    FlowsetStorage<TemplateFlowsetRecords> templates;
+    uint16_t base_template_id_;
+    Netflow_v9_Packet packet_;
+    FlowsetStorage<TemplateFlowsetRecords> templates_;
     // One slot per template id, in ascending id: the order in which the
     // flowsets go into a packet.
-    std::array<PendingFlowset, 2> pending{PendingFlowset(ipv4_template_id), PendingFlowset(ipv6_template_id)};
+    std::array<PendingFlowset, 2> pending_{PendingFlowset(ipv4_template_id), PendingFlowset(ipv6_template_id)};
 };
 
 }  // namespace Strell

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "generator/export_constants.h"
 #include "net/ip_address.h"
 
 namespace Strell {
@@ -119,7 +120,7 @@ private:
 // Writes do not check the space left: callers keep a datagram within 1500 bytes.
 class RawData {
 public:
-    static constexpr size_t capacity = 1500;
+    static constexpr size_t capacity = max_datagram_length;
 
     RawData() = default;
     RawData(const RawData&) = delete;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "generator/data_field.h"
+#include "generator/template_field.h"
 #include "net/ip_address.h"
 #include "stat/traffic_flow_record.h"
 

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <string>
 
+#include "generator/export_constants.h"
 #include "generator/netflow_v5_packet.h"
 #include "generator/netflow_v5_packet_manager.h"
 #include "generator/synthetic_send.h"
@@ -11,7 +12,7 @@ void build_synthetic_v5(const RunSettings& settings, SyntheticDatagrams& out) {
     const unsigned records_per_packet = Netflow_v5_PacketManager::records_per_packet;
     const std::string source = settings.file_name.empty() ? "/dev/urandom" : settings.file_name;
     std::printf("NFData from '%s' file\n", source.c_str());
-    Netflow_v5_Packet packet(settings.version, settings.export_start, 0, 56, source);
+    Netflow_v5_Packet packet(settings.version, settings.export_start, 0, export_sequence, source);
 
     // The full packet is the partial one topped up, so it starts with the
     // partial packet's records.

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "generator/export_constants.h"
 #include "generator/flowset_storage.h"
 #include "generator/netflow_v9_packet.h"
 #include "generator/synthetic_send.h"
@@ -8,8 +9,6 @@
 namespace Strell {
 
 namespace {
-
-constexpr uint16_t template_id = 256;
 
 // So many option fields that one record cannot travel in a datagram: refuse
 // rather than divide by zero or write past the buffer.
@@ -23,17 +22,18 @@ void check_fits(uint64_t length) {
 }  // namespace
 
 void build_synthetic_v9(const RunSettings& settings, SyntheticDatagrams& out) {
-    Netflow_v9_Packet packet(9, settings.export_start, 0, 56, 1234);
-    FlowsetStorage<TemplateFlowsetRecords> templates(0);
-    templates.records.add_record(template_id, settings.flow_fields.fields());
+    Netflow_v9_Packet packet(9, settings.export_start, 0, export_sequence, v9_source_id);
+    FlowsetStorage<TemplateFlowsetRecords> templates(template_flowset_id);
+    templates.records.add_record(ipv4_template_id, settings.flow_fields.fields());
     packet.add_flowset(templates);
 
-    FlowsetStorage<DataFlowsetRecords> data(template_id);
+    FlowsetStorage<DataFlowsetRecords> data(ipv4_template_id);
     data.records.add_record(settings.flow_fields.data());
 
-    check_fits(packet.length() + 4 + data.records.length() + 2);
+    check_fits(packet.length() + flowset_header_length + data.records.length() + 2);
+    // The packing keeps 2 bytes back per packet and counts 2 more per record.
     const unsigned per_packet =
-        static_cast<unsigned>((1498 - packet.length()) / (data.records.length() + 2));
+        static_cast<unsigned>((max_datagram_length - 2 - packet.length()) / (data.records.length() + 2));
     const unsigned rest = settings.count % per_packet;
 
     // The partial packet is a copy taken before the data flowset is topped up

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "generator/data_field.h"
+#include "generator/template_field.h"
 
 namespace Strell {
 
@@ -21,13 +21,13 @@ public:
 
     void add_record(unsigned short template_id, const std::vector<TemplateField>& fields);
 
-    size_t records_count() const { return records.size(); }
+    size_t records_count() const { return records_.size(); }
     // Always a multiple of 4, so never padded.
     size_t length() const;
     void serialize(RawData& out) const;
 
 private:
-    std::vector<Record> records;
+    std::vector<Record> records_;
 };
 
 }  // namespace Strell

@@ -248,7 +248,7 @@ TEST(FileAppender, BoundedRotationKeepsMaxCountFilesOldestLast) {
 }
 
 TEST(FileAppender, ManyWritersLoseRepeatAndReorderNoLineAcrossUnboundedRotations) {
-    constexpr int kThreads = 8, kLines = 2500;
+    constexpr int threads = 8, lines_each = 2500;
     TempDir dir;
     dir.write("app.log.old", "");  // not a number: no part of the numbering
     {
@@ -258,15 +258,15 @@ TEST(FileAppender, ManyWritersLoseRepeatAndReorderNoLineAcrossUnboundedRotations
         logger.add_appender(appender);
         ASSERT_TRUE(start_worker(logger));
         std::vector<std::thread> writers;
-        for (int t = 0; t < kThreads; ++t)
-            writers.emplace_back([&logger, t] { for (int i = 0; i < kLines; ++i) logger.write(Logger::Info, "W", std::to_string(t * kLines + i)); });
+        for (int t = 0; t < threads; ++t)
+            writers.emplace_back([&logger, t] { for (int i = 0; i < lines_each; ++i) logger.write(Logger::Info, "W", std::to_string(t * lines_each + i)); });
         for (std::thread& writer : writers) writer.join();
         logger.stop();
         EXPECT_EQ(logger.dropped(), 0u);
     }
     // Each rotation takes the number above the largest: read in that order, then app.log,
     // the files give each writer's lines once each and in order.
-    std::vector<int> next(kThreads, 0);
+    std::vector<int> next(threads, 0);
     size_t rotated = 0;
     while (std::filesystem::exists(dir.file("app.log." + std::to_string(rotated + 1)))) ++rotated;
     EXPECT_GT(rotated, 10u);
@@ -276,11 +276,11 @@ TEST(FileAppender, ManyWritersLoseRepeatAndReorderNoLineAcrossUnboundedRotations
         std::istringstream in(read_file(path));
         for (std::string text; std::getline(in, text);) {
             if (text.find(" W: ") == std::string::npos) continue;
-            const int line = std::stoi(text.substr(text.find(" W: ") + 4));  // writer t's line i is t * kLines + i
-            ASSERT_EQ(line % kLines, next.at(line / kLines)++) << text;
+            const int line = std::stoi(text.substr(text.find(" W: ") + 4));  // writer t's line i is t * lines_each + i
+            ASSERT_EQ(line % lines_each, next.at(line / lines_each)++) << text;
         }
     }
-    EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
+    EXPECT_EQ(next, std::vector<int>(threads, lines_each));
 }
 
 // Sets the logger up from the configuration text (% stands for the directory),

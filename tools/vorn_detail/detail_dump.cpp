@@ -9,8 +9,8 @@ namespace Vorn {
 // One TrafficStat is reused as the replay reuses it, so a field that a
 // record lacks shows the previous record's value, as strell would send it.
 int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& err) {
-    Vorn::AcceptAllFilter filter;
-    Vorn::DetailedInfoFileParser parser;
+    AcceptAllFilter filter;
+    DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
     if (parser.probe(path.c_str()) == 2) {
         err << "vorn-detail: " << path << ": not a readable detail file\n";
@@ -18,7 +18,7 @@ int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& e
     }
     const char* format = parser.format_version() == 2 ? "new" : "old";
 
-    Vorn::TrafficStat record;
+    TrafficStat record;
     unsigned long count = 0;
     while (parser.parse_record(record) != 0) {
         out << record.to_str_json() << '\n';

@@ -213,14 +213,14 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
 
     // How many times each flow was sent.
     std::unordered_map<Flow, unsigned long, FlowHash, FlowEqual> sent;
-    Vorn::AcceptAllFilter filter;
-    Vorn::DetailedInfoFileParser parser;
+    AcceptAllFilter filter;
+    DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
     if (parser.probe(detail_path.c_str()) == 2) {
         err << "vorn-detail: " << detail_path << ": not a readable detail file\n";
         return exit_failure;
     }
-    Vorn::TrafficStat record;  // reused, as the replay reuses it
+    TrafficStat record;  // reused, as the replay reuses it
     Flow flow;
     unsigned long sent_count = 0, left_out = 0;
     while (parser.parse_record(record) != 0) {
@@ -236,7 +236,7 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
     unsigned long stored_count = 0, others = 0;
     NfdumpReader reader;
     const bool read = reader.read(capture, [&](const json& object, unsigned long) {
-        Vorn::TrafficStat stored;
+        TrafficStat stored;
         bool is_flow = false;
         std::string wrong = traffic_stat_from_nfdump(object, stored, is_flow);
         if (!wrong.empty()) return wrong;

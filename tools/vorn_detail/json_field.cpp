@@ -4,16 +4,16 @@ namespace Vorn {
 
 using nlohmann::json;
 
-std::string set_address(const json& value, Vorn::IP_address& field) {
+std::string set_address(const json& value, IP_address& field) {
     if (!value.is_string()) return "must be a string";
     const auto& text = value.get_ref<const std::string&>();
     try {
         // inet_pton would stop at an embedded NUL and take the prefix.
         if (text.find('\0') == std::string::npos) {
-            field = Vorn::IP_address::from_string(text);
+            field = IP_address::from_string(text);
             return std::string();
         }
-    } catch (const Vorn::Exception&) {
+    } catch (const Exception&) {
     }
     return "is not an IP address: " + quoted(text);
 }

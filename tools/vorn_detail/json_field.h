@@ -24,7 +24,7 @@ std::string set_unsigned(const nlohmann::json& value, T& field) {
     return std::string();
 }
 
-std::string set_address(const nlohmann::json& value, Vorn::IP_address& field);
+std::string set_address(const nlohmann::json& value, IP_address& field);
 
 // A key or a text as JSON writes it, invalid UTF-8 replaced.
 std::string quoted(const std::string& text);

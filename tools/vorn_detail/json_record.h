@@ -10,6 +10,6 @@ namespace Vorn {
 // rendering is accepted; human_timestamp and login are ignored, the others
 // are required with their JSON type and range. On failure returns false and
 // says why in problem (one line, no line number).
-bool traffic_stat_from_json(const std::string& line, Vorn::TrafficStat& out, std::string& problem);
+bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::string& problem);
 
 }  // namespace Vorn

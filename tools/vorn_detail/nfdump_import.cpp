@@ -2,12 +2,11 @@
 
 #include <istream>
 #include <ostream>
-#include <vector>
 
 #include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/detail_file_writer.h"
 #include "tools/vorn_detail/nfdump_flow.h"
 #include "tools/vorn_detail/nfdump_reader.h"
-#include "tools/vorn_detail/output_file.h"
 
 namespace Vorn {
 
@@ -18,20 +17,10 @@ constexpr unsigned long progress_every = 100000;
 }  // namespace
 
 int import_nfdump(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err, bool progress) {
-    if (!in.good()) {
-        err << "vorn-detail: cannot read standard input: it is closed\n";
-        return exit_failure;
-    }
-    OutputFile file(path);
-    if (!file.open()) {
-        err << "vorn-detail: " << file.error() << "\n";
-        return exit_failure;
-    }
-    const DetailEncoder encoder(format);
-    bool written = file.write(encoder.header());
+    DetailFileWriter writer(format, path);
+    if (!writer.start(in, err)) return exit_failure;
 
-    Vorn::TrafficStat record;
-    std::vector<unsigned char> bytes;
+    TrafficStat record;
     unsigned long flows = 0;
     unsigned long others = 0;
     NfdumpReader reader;
@@ -42,11 +31,8 @@ int import_nfdump(DetailFormat format, const std::string& path, std::istream& in
             ++others;
             return wrong;
         }
-        if (wrong.empty()) wrong = encoder.refusal(record);
+        if (wrong.empty()) writer.add(record, wrong);
         if (!wrong.empty()) return wrong;
-        bytes.clear();
-        encoder.append_record(record, bytes);
-        if (!file.write(bytes)) return file.error();
         if (++flows % progress_every == 0 && progress) err << "\rflow " << ordinal << std::flush;
         return std::string();
     });
@@ -59,11 +45,8 @@ int import_nfdump(DetailFormat format, const std::string& path, std::istream& in
         err << "vorn-detail: cannot read the input\n";
         return exit_failure;
     }
-    if (!written || !file.commit()) {
-        err << "vorn-detail: " << file.error() << "\n";
-        return exit_failure;
-    }
-    err << path << ": " << (format == DetailFormat::New ? "new" : "old") << " format, " << flows << " records";
+    if (!writer.commit(err)) return exit_failure;
+    err << writer.summary();
     if (others > 0) err << ", " << others << " records of other types skipped";
     err << "\n";
     return exit_ok;

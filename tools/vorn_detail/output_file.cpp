@@ -13,15 +13,15 @@ namespace Vorn {
 
 namespace {
 
-constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP};
-constexpr int kSignalCount = sizeof kCleanupSignals / sizeof kCleanupSignals[0];
-constexpr int kMaxLinks = 40;  // the kernel's own limit for a path
+constexpr int cleanup_signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int signal_count = sizeof cleanup_signals / sizeof cleanup_signals[0];
+constexpr int max_links = 40;  // the kernel's own limit for a path
 
 // What a signal handler needs, in storage it may read: the temporary file to
 // remove, set while the handler is installed, and the actions to put back.
 char pending_temp[PATH_MAX];
-struct sigaction previous_actions[kSignalCount];
-bool caught[kSignalCount];
+struct sigaction previous_actions[signal_count];
+bool caught[signal_count];
 
 void remove_pending_temp(int signal_number) {
     unlink(pending_temp);
@@ -36,7 +36,7 @@ public:
     SignalsBlocked() {
         sigset_t set;
         sigemptyset(&set);
-        for (const int signal_number : kCleanupSignals) sigaddset(&set, signal_number);
+        for (const int signal_number : cleanup_signals) sigaddset(&set, signal_number);
         sigprocmask(SIG_BLOCK, &set, &previous_);
     }
     ~SignalsBlocked() { sigprocmask(SIG_SETMASK, &previous_, nullptr); }
@@ -54,18 +54,18 @@ void watch_signals(const std::string& temp) {
     action.sa_handler = remove_pending_temp;
     action.sa_flags = SA_RESETHAND;
     sigemptyset(&action.sa_mask);
-    for (const int signal_number : kCleanupSignals) sigaddset(&action.sa_mask, signal_number);
-    for (int i = 0; i < kSignalCount; ++i) {
-        sigaction(kCleanupSignals[i], nullptr, &previous_actions[i]);
+    for (const int signal_number : cleanup_signals) sigaddset(&action.sa_mask, signal_number);
+    for (int i = 0; i < signal_count; ++i) {
+        sigaction(cleanup_signals[i], nullptr, &previous_actions[i]);
         caught[i] = (previous_actions[i].sa_flags & SA_SIGINFO) != 0 || previous_actions[i].sa_handler != SIG_IGN;
-        if (caught[i]) sigaction(kCleanupSignals[i], &action, nullptr);
+        if (caught[i]) sigaction(cleanup_signals[i], &action, nullptr);
     }
 }
 
 // Call with the signals blocked.
 void unwatch_signals() {
-    for (int i = 0; i < kSignalCount; ++i) {
-        if (caught[i]) sigaction(kCleanupSignals[i], &previous_actions[i], nullptr);
+    for (int i = 0; i < signal_count; ++i) {
+        if (caught[i]) sigaction(cleanup_signals[i], &previous_actions[i], nullptr);
     }
 }
 
@@ -75,7 +75,7 @@ bool resolve_links(std::string& path, int& error_number) {
     for (int hops = 0;; ++hops) {
         struct stat info;
         if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return true;
-        if (hops == kMaxLinks) {
+        if (hops == max_links) {
             error_number = ELOOP;
             return false;
         }
