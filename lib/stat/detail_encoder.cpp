@@ -75,9 +75,7 @@ void append_new_record(const TrafficStat& record, std::vector<unsigned char>& ou
 
 void append_old_record(const TrafficStat& r, std::vector<unsigned char>& out) {
     using Raw = RawFileRecord;
-    const size_t start = out.size();
-    out.resize(start + sizeof(Raw), 0);  // pads and reserved words stay zero
-    unsigned char* p = out.data() + start;
+    unsigned char p[sizeof(Raw)] = {};  // pads and reserved words stay zero
     LE::store32(p + offsetof(Raw, version), 1);
     LE::store32(p + offsetof(Raw, s_addr), r.s_addr.to_int());
     LE::store32(p + offsetof(Raw, d_addr), r.d_addr.to_int());
@@ -102,6 +100,7 @@ void append_old_record(const TrafficStat& r, std::vector<unsigned char>& out) {
     LE::store32(p + offsetof(Raw, account_id), r.account_id);
     LE::store32(p + offsetof(Raw, tclass), r.tclass);
     LE::store32(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
+    out.insert(out.end(), std::begin(p), std::end(p));
 }
 
 }  // namespace
