@@ -24,12 +24,8 @@ public:
         }
         return *this;
     }
+    // Moves are for the vectors of flowsets growing; nothing move-assigns.
     ByteBuffer(ByteBuffer&& other) noexcept { swap(other); }
-    ByteBuffer& operator=(ByteBuffer&& other) noexcept {
-        ByteBuffer taken(std::move(other));
-        swap(taken);
-        return *this;
-    }
 
     // n more bytes at the end, uninitialised; the pointer is valid until the
     // next extend.
