@@ -39,7 +39,7 @@ private:
     uint32_t sequence_;
     uint32_t source_id_;
     std::vector<FlowsetStorage<TemplateFlowsetRecords>> template_flowsets_;
-    // Only the first data_flowsets_used entries belong to the packet; clear()
+    // Only the first data_flowsets_used_ entries belong to the packet; clear()
     // keeps the rest as storage, so that a manager refilling one packet for
     // every datagram copies flowsets into it without allocating.
     std::vector<FlowsetStorage<DataFlowsetRecords>> data_flowsets_;

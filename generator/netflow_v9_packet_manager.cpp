@@ -129,7 +129,7 @@ void Netflow_v9_PacketManager::send() {
     transmit();
 }
 
-// A send that throws leaves packet and pending as they were, flowsets and all.
+// A send that throws leaves packet_ and pending_ as they were, flowsets and all.
 void Netflow_v9_PacketManager::transmit() {
     send_packet(packet_);
     packet_.clear();
