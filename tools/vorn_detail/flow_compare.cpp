@@ -8,9 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "stat/detailed_info_file_parser.h"
-#include "stat/filter.h"
 #include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/detail_records.h"
 #include "tools/vorn_detail/nfdump_flow.h"
 #include "tools/vorn_detail/nfdump_reader.h"
 
@@ -213,24 +212,18 @@ int compare_capture(const std::string& detail_path, SentAs sent_as, const std::v
 
     // How many times each flow was sent.
     std::unordered_map<Flow, unsigned long, FlowHash, FlowEqual> sent;
-    AcceptAllFilter filter;
-    DetailedInfoFileParser parser;
-    parser.init(nullptr, &filter);
-    if (parser.probe(detail_path.c_str()) == 2) {
-        err << "vorn-detail: " << detail_path << ": not a readable detail file\n";
-        return exit_failure;
-    }
-    TrafficStat record;  // reused, as the replay reuses it
     Flow flow;
     unsigned long sent_count = 0, left_out = 0;
-    while (parser.parse_record(record) != 0) {
+    const char* format = nullptr;
+    const bool read_sent = read_detail_records(detail_path, err, format, [&](const TrafficStat& record) {
         if (!view.project(record, flow)) {
             ++left_out;
-            continue;
+            return;
         }
         ++sent[flow];
         ++sent_count;
-    }
+    });
+    if (!read_sent) return exit_failure;
 
     std::vector<Flow> extra;
     unsigned long stored_count = 0, others = 0;
