@@ -28,6 +28,7 @@ struct Options {
     int exit_idle_seconds = 120;
     int max_seconds = 3600;
     int buffer_bytes = 8 << 20;
+    bool spin = false;
 };
 
 volatile sig_atomic_t stop_requested = 0;
@@ -36,7 +37,7 @@ void on_signal(int) { stop_requested = 1; }
 
 [[noreturn]] void usage() {
     std::fprintf(stderr,
-                 "usage: udp_sink --port-file FILE [--bind 127.0.0.1|::1] [--idle-ms N] "
+                 "usage: udp_sink --port-file FILE [--bind 127.0.0.1|::1] [--idle-ms N] [--spin] "
                  "[--exit-idle-seconds N] [--max-seconds N] [--buffer BYTES]\n");
     std::exit(2);
 }
@@ -45,6 +46,10 @@ Options parse(int argc, char** argv) {
     Options o;
     for (int i = 1; i < argc; ++i) {
         const std::string name = argv[i];
+        if (name == "--spin") {
+            o.spin = true;
+            continue;
+        }
         if (i + 1 >= argc) usage();
         const char* value = argv[++i];
         if (name == "--bind") o.bind_address = value;
@@ -115,11 +120,15 @@ int main(int argc, char** argv) {
             now - last_datagram > std::chrono::seconds(o.exit_idle_seconds)) {
             break;
         }
+        // With --spin the sink never sleeps while traffic flows, as a sender
+        // on a real network never pays for waking its receiver; once the
+        // traffic has paused and been reported it sleeps until the next run.
+        const bool busy = o.spin && !reported;
         pollfd p{fd, POLLIN, 0};
-        const int ready = ::poll(&p, 1, o.idle_ms);
+        const int ready = ::poll(&p, 1, busy ? 0 : o.idle_ms);
         if (ready < 0 && errno != EINTR) die("poll");
         if (ready <= 0) {
-            if (!reported) {
+            if (!reported && (!busy || now - last_datagram >= std::chrono::milliseconds(o.idle_ms))) {
                 std::printf("total %llu last %.6f\n", total, seconds_of(last_datagram));
                 std::fflush(stdout);
                 reported = true;
