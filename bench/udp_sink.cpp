@@ -4,7 +4,6 @@
 // CLOCK_MONOTONIC clock), so a script can take the difference around every
 // run against one sink. It never looks at the payload.
 #include <poll.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -134,9 +133,6 @@ int main(int argc, char** argv) {
                 std::fflush(stdout);
                 reported = true;
             }
-            // Gives the processor away only when something else waits for
-            // it, as the sender does on a machine of one.
-            if (busy) sched_yield();
             continue;
         }
         // Drain everything queued before polling again.
