@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "sample_flows.h"
-#include "stat/detail_encoder.h"
-#include "stat/detailed_info_file_parser.h"
-#include "stat/filter.h"
+#include "vorn/stat/detail_encoder.h"
+#include "vorn/stat/detailed_info_file_parser.h"
+#include "vorn/stat/filter.h"
 
 namespace {
 

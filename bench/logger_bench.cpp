@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "log/appender.h"
-#include "log/logger_impl.h"
-#include "util/thread.h"
+#include "vorn/log/appender.h"
+#include "vorn/log/logger_impl.h"
+#include "vorn/util/thread.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <memory>
 #include <vector>
 
-#include "generator/netflow_v5_packet_manager.h"
-#include "generator/netflow_v9_packet_manager.h"
+#include "generator/managers/netflow_v5_packet_manager.h"
+#include "generator/managers/netflow_v9_packet_manager.h"
 #include "sample_flows.h"
 
 namespace {

@@ -4,10 +4,10 @@
 
 #include <vector>
 
-#include "generator/data_flowset_records.h"
-#include "generator/netflow_v5_packet.h"
-#include "generator/raw_data.h"
-#include "generator/strell_record.h"
+#include "generator/netflow/data_flowset_records.h"
+#include "generator/netflow/netflow_v5_packet.h"
+#include "generator/netflow/raw_data.h"
+#include "generator/netflow/strell_record.h"
 #include "sample_flows.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "net/ip_address.h"
-#include "stat/traffic_stat.h"
+#include "vorn/net/ip_address.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace StrellBench {
 

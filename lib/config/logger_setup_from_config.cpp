@@ -1,13 +1,13 @@
-#include "config/logger_setup_from_config.h"
+#include "vorn/config/logger_setup_from_config.h"
 
 #include <cctype>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "config/vorn_config.h"
-#include "log/logger_setup.h"
-#include "util/string_utils.h"
+#include "vorn/config/vorn_config.h"
+#include "vorn/log/logger_setup.h"
+#include "vorn/util/string_utils.h"
 
 namespace Vorn {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "log/log_facility.h"
+#include "vorn/log/log_facility.h"
 
 namespace Vorn {
 

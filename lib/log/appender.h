@@ -1,6 +1,6 @@
 #pragma once
 
-#include "log/logger.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

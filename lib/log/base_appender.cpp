@@ -1,4 +1,4 @@
-#include "log/base_appender.h"
+#include "vorn/log/base_appender.h"
 
 namespace Vorn {
 

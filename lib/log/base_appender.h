@@ -2,8 +2,8 @@
 
 #include <mutex>
 
-#include "log/appender.h"
-#include "log/logger.h"
+#include "vorn/log/appender.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

@@ -1,10 +1,10 @@
-#include "log/diagnostics.h"
+#include "vorn/log/diagnostics.h"
 
 #include <execinfo.h>
 
 #include <cstdlib>
 
-#include "log/log_stream.h"
+#include "vorn/log/log_stream.h"
 
 namespace Vorn {
 

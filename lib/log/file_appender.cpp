@@ -1,4 +1,4 @@
-#include "log/file_appender.h"
+#include "vorn/log/file_appender.h"
 
 #include <sys/stat.h>
 
@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "log/log_facility.h"
-#include "util/file_utils.h"
-#include "util/thread.h"
+#include "vorn/log/log_facility.h"
+#include "vorn/util/file_utils.h"
+#include "vorn/util/thread.h"
 
 #ifndef VORN_VERSION_TEXT
 #define VORN_VERSION_TEXT "vorn"

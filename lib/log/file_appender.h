@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "log/base_appender.h"
-#include "log/logger.h"
-#include "util/exception.h"
+#include "vorn/log/base_appender.h"
+#include "vorn/log/logger.h"
+#include "vorn/util/exception.h"
 
 namespace Vorn {
 

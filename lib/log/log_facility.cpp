@@ -1,9 +1,9 @@
-#include "log/log_facility.h"
+#include "vorn/log/log_facility.h"
 
 #include <cstdarg>
 
-#include "log/logger_use.h"
-#include "util/string_utils.h"
+#include "vorn/log/logger_use.h"
+#include "vorn/util/string_utils.h"
 
 namespace Vorn {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-#include "log/logger.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

@@ -1,6 +1,6 @@
-#include "log/log_stream.h"
+#include "vorn/log/log_stream.h"
 
-#include "log/logger_use.h"
+#include "vorn/log/logger_use.h"
 
 namespace Vorn {
 

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "log/logger.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

@@ -1,4 +1,4 @@
-#include "log/logger.h"
+#include "vorn/log/logger.h"
 
 #include <ctime>
 

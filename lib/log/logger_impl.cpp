@@ -1,12 +1,12 @@
-#include "log/logger_impl.h"
+#include "vorn/log/logger_impl.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "log/log_facility.h"
-#include "log/log_stream.h"
-#include "util/time_utils.h"
+#include "vorn/log/log_facility.h"
+#include "vorn/log/log_stream.h"
+#include "vorn/util/time_utils.h"
 
 namespace Vorn {
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "log/appender.h"
-#include "log/logger.h"
-#include "util/thread.h"
+#include "vorn/log/appender.h"
+#include "vorn/log/logger.h"
+#include "vorn/util/thread.h"
 
 namespace Vorn {
 

@@ -1,10 +1,10 @@
-#include "log/logger_setup.h"
+#include "vorn/log/logger_setup.h"
 
 #include <memory>
 
-#include "log/file_appender.h"
-#include "log/logger_impl.h"
-#include "log/syslog_appender.h"
+#include "vorn/log/file_appender.h"
+#include "vorn/log/logger_impl.h"
+#include "vorn/log/syslog_appender.h"
 
 namespace Vorn {
 

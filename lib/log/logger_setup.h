@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "log/appender.h"
-#include "log/logger.h"
+#include "vorn/log/appender.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

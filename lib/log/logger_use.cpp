@@ -1,4 +1,4 @@
-#include "log/logger_use.h"
+#include "vorn/log/logger_use.h"
 
 #include <mutex>
 #include <thread>

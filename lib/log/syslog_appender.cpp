@@ -1,8 +1,8 @@
-#include "log/syslog_appender.h"
+#include "vorn/log/syslog_appender.h"
 
 #include <syslog.h>
 
-#include "log/log_facility.h"
+#include "vorn/log/log_facility.h"
 
 namespace Vorn {
 

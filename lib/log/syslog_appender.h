@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "log/base_appender.h"
-#include "log/logger.h"
+#include "vorn/log/base_appender.h"
+#include "vorn/log/logger.h"
 
 namespace Vorn {
 

@@ -1,4 +1,4 @@
-#include "net/ip_address.h"
+#include "vorn/net/ip_address.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>

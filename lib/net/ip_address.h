@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "util/exception.h"
+#include "vorn/util/exception.h"
 
 namespace Vorn {
 

@@ -1,8 +1,8 @@
-#include "net/poll.h"
+#include "vorn/net/poll.h"
 
 #include <cerrno>
 
-#include "net/socket_impl.h"
+#include "vorn/net/socket_impl.h"
 
 namespace Vorn {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "net/socket.h"
+#include "vorn/net/socket.h"
 
 namespace Vorn {
 

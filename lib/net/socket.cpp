@@ -1,4 +1,4 @@
-#include "net/socket.h"
+#include "vorn/net/socket.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -6,8 +6,8 @@
 
 #include <cstring>
 
-#include "log/log_stream.h"
-#include "net/socket_impl.h"
+#include "vorn/log/log_stream.h"
+#include "vorn/net/socket_impl.h"
 
 #define VORN_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), 0)
 

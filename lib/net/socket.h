@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "net/ip_address.h"
-#include "net/socket_error.h"
-#include "net/socket_option.h"
+#include "vorn/net/ip_address.h"
+#include "vorn/net/socket_error.h"
+#include "vorn/net/socket_option.h"
 
 namespace Vorn {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "util/exception.h"
+#include "vorn/util/exception.h"
 
 namespace Vorn {
 

@@ -1,9 +1,9 @@
-#include "net/socket_impl.h"
+#include "vorn/net/socket_impl.h"
 
 #include <cerrno>
 #include <cstring>
 
-#include "net/socket_error.h"
+#include "vorn/net/socket_error.h"
 
 namespace Vorn {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "net/socket.h"
+#include "vorn/net/socket.h"
 
 namespace Vorn {
 namespace SocketImpl {

@@ -1,4 +1,4 @@
-#include "net/socket_option.h"
+#include "vorn/net/socket_option.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>

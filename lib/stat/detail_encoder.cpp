@@ -1,12 +1,12 @@
-#include "stat/detail_encoder.h"
+#include "vorn/stat/detail_encoder.h"
 
 #include <cstddef>
 #include <iterator>
 #include <utility>
 
-#include "stat/detail_field.h"
-#include "stat/little_endian.h"
-#include "stat/raw_file_record.h"
+#include "vorn/stat/detail_field.h"
+#include "vorn/stat/little_endian.h"
+#include "vorn/stat/raw_file_record.h"
 
 namespace Vorn {
 

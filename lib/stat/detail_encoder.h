@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

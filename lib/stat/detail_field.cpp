@@ -1,4 +1,4 @@
-#include "stat/detail_field.h"
+#include "vorn/stat/detail_field.h"
 
 #include <cstdlib>
 

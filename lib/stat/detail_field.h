@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "stat/little_endian.h"
-#include "stat/traffic_stat.h"
+#include "vorn/stat/little_endian.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

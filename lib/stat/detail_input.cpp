@@ -1,4 +1,4 @@
-#include "stat/detail_input.h"
+#include "vorn/stat/detail_input.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "stat/detail_record_plan.h"
+#include "vorn/stat/detail_record_plan.h"
 
 #include <algorithm>
 

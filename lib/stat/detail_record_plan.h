@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "stat/detail_field.h"
-#include "stat/little_endian.h"
-#include "stat/traffic_stat.h"
+#include "vorn/stat/detail_field.h"
+#include "vorn/stat/little_endian.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

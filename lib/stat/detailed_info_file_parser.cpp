@@ -1,10 +1,10 @@
-#include "stat/detailed_info_file_parser.h"
+#include "vorn/stat/detailed_info_file_parser.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 
-#include "log/log_stream.h"
+#include "vorn/log/log_stream.h"
 
 namespace Vorn {
 

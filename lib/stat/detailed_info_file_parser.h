@@ -6,11 +6,11 @@
 #include <map>
 #include <vector>
 
-#include "stat/detail_input.h"
-#include "stat/detail_record_plan.h"
-#include "stat/filter.h"
-#include "stat/raw_file_record.h"
-#include "stat/traffic_stat.h"
+#include "vorn/stat/detail_input.h"
+#include "vorn/stat/detail_record_plan.h"
+#include "vorn/stat/filter.h"
+#include "vorn/stat/raw_file_record.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

@@ -1,6 +1,6 @@
-#include "stat/traffic_flow_record.h"
+#include "vorn/stat/traffic_flow_record.h"
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

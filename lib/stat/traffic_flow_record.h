@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "net/ip_address.h"
+#include "vorn/net/ip_address.h"
 
 namespace Vorn {
 

@@ -1,8 +1,8 @@
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 #include <nlohmann/json.hpp>
 
-#include "util/time_utils.h"
+#include "vorn/util/time_utils.h"
 
 namespace Vorn {
 

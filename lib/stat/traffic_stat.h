@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "stat/traffic_flow_record.h"
+#include "vorn/stat/traffic_flow_record.h"
 
 namespace Vorn {
 

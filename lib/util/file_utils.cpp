@@ -1,4 +1,4 @@
-#include "util/file_utils.h"
+#include "vorn/util/file_utils.h"
 
 #include <dirent.h>
 

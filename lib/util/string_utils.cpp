@@ -1,4 +1,4 @@
-#include "util/string_utils.h"
+#include "vorn/util/string_utils.h"
 
 #include <cctype>
 #include <cstdarg>

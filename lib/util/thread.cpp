@@ -1,4 +1,4 @@
-#include "util/thread.h"
+#include "vorn/util/thread.h"
 
 #include <unistd.h>
 

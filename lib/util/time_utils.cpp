@@ -1,4 +1,4 @@
-#include "util/time_utils.h"
+#include "vorn/util/time_utils.h"
 
 #include <chrono>
 

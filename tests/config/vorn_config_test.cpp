@@ -1,4 +1,4 @@
-#include "config/vorn_config.h"
+#include "vorn/config/vorn_config.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "config/vorn_config.h"
+#include "vorn/config/vorn_config.h"
 #include "temp_dir.h"
 
 void check_key(const Vorn::VornConfig& config, std::string key) {

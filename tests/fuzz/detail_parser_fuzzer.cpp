@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <list>
 
-#include "stat/detailed_info_file_parser.h"
-#include "stat/filter.h"
+#include "vorn/stat/detailed_info_file_parser.h"
+#include "vorn/stat/filter.h"
 #include "temp_dir.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

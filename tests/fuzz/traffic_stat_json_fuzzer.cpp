@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     size_t used = 0;  // the input's bytes in order, zeros once it is used up

@@ -4,9 +4,9 @@
 
 #include <ctime>
 
-#include "generator/netflow_v5_packet_manager.h"
-#include "generator/raw_data.h"
-#include "generator/strell_record.h"
+#include "generator/managers/netflow_v5_packet_manager.h"
+#include "generator/netflow/raw_data.h"
+#include "generator/netflow/strell_record.h"
 #include "netflow_wire.h"
 
 using namespace StrellTest;

@@ -5,13 +5,13 @@
 
 #include <syslog.h>
 
-#include "config/logger_setup_from_config.h"
-#include "config/vorn_config.h"
-#include "log/file_appender.h"
-#include "log/syslog_appender.h"
+#include "vorn/config/logger_setup_from_config.h"
+#include "vorn/config/vorn_config.h"
+#include "vorn/log/file_appender.h"
+#include "vorn/log/syslog_appender.h"
 #include "recording_logger.h"
 #include "temp_dir.h"
-#include "util/string_utils.h"
+#include "vorn/util/string_utils.h"
 
 using namespace StrellTest;
 using namespace Vorn;

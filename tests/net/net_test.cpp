@@ -6,9 +6,9 @@
 #include <cstring>
 #include <functional>
 
-#include "net/ip_address.h"
-#include "net/poll.h"
-#include "net/socket.h"
+#include "vorn/net/ip_address.h"
+#include "vorn/net/poll.h"
+#include "vorn/net/socket.h"
 #include "recording_logger.h"
 
 using namespace Vorn;

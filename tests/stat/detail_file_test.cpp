@@ -4,8 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "log/log_stream.h"
-#include "stat/detailed_info_file_parser.h"
+#include "vorn/log/log_stream.h"
+#include "vorn/stat/detailed_info_file_parser.h"
 #include "temp_dir.h"
 
 using namespace Vorn;

@@ -4,9 +4,9 @@
 #include <tuple>
 #include <vector>
 
-#include "log/log_facility.h"
-#include "log/log_stream.h"
-#include "log/logger_impl.h"
+#include "vorn/log/log_facility.h"
+#include "vorn/log/log_stream.h"
+#include "vorn/log/logger_impl.h"
 
 namespace StrellTest {
 

@@ -4,9 +4,9 @@
 #include <climits>
 #include <csignal>
 
-#include "util/string_utils.h"
-#include "util/thread.h"
-#include "util/time_utils.h"
+#include "vorn/util/string_utils.h"
+#include "vorn/util/thread.h"
+#include "vorn/util/time_utils.h"
 
 using namespace Vorn;
 

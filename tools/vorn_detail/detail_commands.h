@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "stat/detail_encoder.h"
+#include "vorn/stat/detail_encoder.h"
 
 namespace Vorn {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "stat/detail_encoder.h"
-#include "stat/traffic_stat.h"
+#include "vorn/stat/detail_encoder.h"
+#include "vorn/stat/traffic_stat.h"
 #include "tools/vorn_detail/output_file.h"
 
 namespace Vorn {

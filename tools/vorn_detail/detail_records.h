@@ -3,9 +3,9 @@
 #include <ostream>
 #include <string>
 
-#include "stat/detailed_info_file_parser.h"
-#include "stat/filter.h"
-#include "stat/traffic_stat.h"
+#include "vorn/stat/detailed_info_file_parser.h"
+#include "vorn/stat/filter.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "net/ip_address.h"
+#include "vorn/net/ip_address.h"
 
 namespace Vorn {
 

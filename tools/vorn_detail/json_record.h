@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

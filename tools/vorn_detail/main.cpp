@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "log/log_stream.h"
+#include "vorn/log/log_stream.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/standard_descriptors.h"
 

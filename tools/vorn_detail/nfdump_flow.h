@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "stat/traffic_stat.h"
+#include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
 

@@ -3,7 +3,7 @@
 #include <iosfwd>
 #include <string>
 
-#include "stat/detail_encoder.h"
+#include "vorn/stat/detail_encoder.h"
 
 namespace Vorn {
 
