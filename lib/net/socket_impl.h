@@ -41,7 +41,7 @@ union SockAddr {
             std::memset(&out.v4, 0, sizeof out.v4);
             out.v4.sin_family = AF_INET;
             out.v4.sin_port = htons(endpoint.port);
-            out.v4.sin_addr.s_addr = htonl(endpoint.address.to_int());
+            endpoint.address.hton(reinterpret_cast<unsigned char*>(&out.v4.sin_addr), IP_address::IPv4);
             return sizeof out.v4;
         case IP_address::IPv6:
             std::memset(&out.v6, 0, sizeof out.v6);

@@ -30,12 +30,14 @@ FILE* open_unless_fifo(const char* path) {
 
 }  // namespace
 
+const unsigned char DetailInput::nothing = 0;
+
 bool DetailInput::open(const char* path) {
     close();
     file_ = open_unless_fifo(path);
     if (file_ == nullptr) return false;
     std::setvbuf(file_, nullptr, _IONBF, 0);
-    if (!buffer_) buffer_.reset(new unsigned char[capacity]);
+    if (!buffer_) buffer_.reset(new unsigned char[capacity + 1]());
     next_ = end_ = buffer_.get();
     return true;
 }
@@ -43,7 +45,7 @@ bool DetailInput::open(const char* path) {
 void DetailInput::close() {
     if (file_ != nullptr) std::fclose(file_);
     file_ = nullptr;
-    next_ = end_ = buffer_.get();
+    next_ = end_ = base();
 }
 
 bool DetailInput::refill(size_t n) {
