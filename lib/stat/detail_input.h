@@ -48,10 +48,13 @@ private:
     // Where next() points while there is no buffer.
     static const unsigned char nothing;
 
-    const unsigned char* base() const { return buffer_ ? buffer_.get() : &nothing; }
+    // Nothing buffered, next() at position, whose byte is defined.
+    void empty_at(unsigned char* position);
 
     FILE* file_ = nullptr;
-    std::unique_ptr<unsigned char[]> buffer_;  // kept from one file to the next, a byte longer than capacity
+    // Kept from one file to the next; one byte longer than capacity, for the
+    // byte past the end.
+    std::unique_ptr<unsigned char[]> buffer_;
     const unsigned char* next_ = &nothing;
     const unsigned char* end_ = &nothing;
 };

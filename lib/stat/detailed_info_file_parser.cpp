@@ -170,27 +170,40 @@ void DetailedInfoFileParser::RawFileRecord_to_TrafficStat(const RawFileRecord& r
     return read_rest(layout, out);
 }
 
+[[gnu::always_inline]] inline int DetailedInfoFileParser::parse_old_record(TrafficStat& out) {
+    if (!fill_old_record()) return end_old_format();
+    old_record_to_stat(input_.next(), out, billing_);
+    input_.consume(sizeof(RawFileRecord));
+    return keeps(out) ? record_kept : record_refused;
+}
+
 // The hot path of a replay. Messages are logged only by the functions it
 // calls for the rare cases, which keeps the stream set-up out of this one.
 // A closed file, also the state after a failed probe whatever the format
-// version says, has nothing to read and nothing to log.
+// version says, has nothing to read and nothing to log. Each format has a
+// function of its own, so that the old format's, small, is cheap to call.
 int DetailedInfoFileParser::parse_record(TrafficStat& out) {
-    if (format_version_ == new_format) {
-        if (read_next(out)) return keeps(out) ? record_kept : record_refused;
-    } else if (format_version_ == old_format && input_.is_open()) {
-        return parse_old_record(out);
-    }
+    if (format_version_ == new_format) return parse_new_record(out);
+    if (format_version_ == old_format && input_.is_open()) return parse_old_record(out);
+    close(nullptr);
+    return no_record;
+}
+
+int DetailedInfoFileParser::parse_new_record(TrafficStat& out) {
+    if (read_next(out)) return keeps(out) ? record_kept : record_refused;
     close(nullptr);
     return no_record;
 }
 
 // Before anything can refill the buffer over the pending record's bytes.
 int DetailedInfoFileParser::parse_undecoded_record(TrafficStat& out) {
-    if (pending_ != nullptr) {
-        layouts_[pending_[0]].plan.decode(pending_ + 1, out, billing_);
-        pending_ = nullptr;
-    }
+    if (pending_ != nullptr) settle(out);
     return parse_record(out);
+}
+
+void DetailedInfoFileParser::settle(TrafficStat& out) {
+    layouts_[pending_[0]].plan.decode(pending_ + 1, out, billing_);
+    pending_ = nullptr;
 }
 
 bool DetailedInfoFileParser::read_record(TrafficStat& out) { return read_next(out); }
@@ -207,12 +220,7 @@ bool DetailedInfoFileParser::read_rest(const RecordLayout& layout, TrafficStat& 
     return read_fields(layout, out);
 }
 
-int DetailedInfoFileParser::parse_old_record(TrafficStat& out) {
-    if (fill_old_record()) {
-        old_record_to_stat(input_.next(), out, billing_);
-        input_.consume(sizeof(RawFileRecord));
-        return keeps(out) ? record_kept : record_refused;
-    }
+int DetailedInfoFileParser::end_old_format() {
     parser_log(Logger::Debug) << "Rows fetched from file <" << path_ << ">: " << (output_ != nullptr ? output_->size() : 0);
     close(nullptr);
     return no_record;
@@ -337,7 +345,5 @@ void DetailedInfoFileParser::read_old_format() {
     close(nullptr);
 }
 
-// A trailing piece shorter than a record ends the file like its end does.
-bool DetailedInfoFileParser::fill_old_record() { return input_.fill(sizeof(RawFileRecord)); }
 
 }  // namespace Vorn

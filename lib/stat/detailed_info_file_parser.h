@@ -121,13 +121,19 @@ private:
     void rebuild_layouts();
     inline bool read_next(TrafficStat& out);
     bool read_rest(const RecordLayout& layout, TrafficStat& out);
+    int parse_new_record(TrafficStat& out);
     int parse_old_record(TrafficStat& out);
+    // Decodes the last direct record into out.
+    [[gnu::cold, gnu::noinline]] void settle(TrafficStat& out);
+    // The end of an old-format file: the count, and the file closed.
+    int end_old_format();
     bool read_fields(const RecordLayout& layout, TrafficStat& out);
     bool read_field(uint8_t id, unsigned char* value, uint8_t size, unsigned long skip_after_unknown,
                     bool id_in_decimal, TrafficStat& out);
     bool read_byte(uint8_t& byte);
-    // A whole old-format record at input_.next(), not yet consumed.
-    bool fill_old_record();
+    // A whole old-format record at input_.next(), not yet consumed; a
+    // trailing piece shorter than a record ends the file like its end does.
+    bool fill_old_record() { return input_.fill(sizeof(RawFileRecord)); }
     int fail_probe(const char* problem);
     bool keeps(const TrafficStat& record) { return accepts_all_ || filter_->check_record(record); }
     // parse_record(out), once out holds the last direct record.
