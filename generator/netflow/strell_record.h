@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "generator/netflow/data_field.h"
-#include "generator/netflow/raw_data.h"
+#include "generator/netflow/wire_writer.h"
 #include "generator/netflow/template_field.h"
 #include "vorn/net/ip_address.h"
 #include "vorn/stat/netflow_fields.h"
