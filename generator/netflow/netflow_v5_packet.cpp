@@ -73,10 +73,10 @@ void overlay(const StrellRecord& record, const Vorn::NetflowField& row, Netflow_
         if (size == 1) {
             *at = bytes[0];
         } else if (size == 2) {
-            const uint16_t value = Vorn::load_le16(bytes);
+            const uint16_t value = Vorn::load_le<uint16_t>(bytes);
             std::memcpy(at, &value, sizeof value);
         } else {
-            const uint32_t value = Vorn::load_le32(bytes);
+            const uint32_t value = Vorn::load_le<uint32_t>(bytes);
             std::memcpy(at, &value, sizeof value);
         }
     }

@@ -50,7 +50,7 @@ void StrellRecord::add_field<IP_address>(unsigned short type, unsigned short len
         Vorn::store_le128(bytes, static_cast<uint64_t>(address.to_high()), static_cast<uint64_t>(address.to_low()));
         append(type, length, bytes, 16);
     } else {
-        Vorn::store_le32(bytes, address.to_int());
+        Vorn::store_le<uint32_t>(bytes, address.to_int());
         append(type, length, bytes, 4);
     }
 }
@@ -58,7 +58,7 @@ void StrellRecord::add_field<IP_address>(unsigned short type, unsigned short len
 template <>
 void StrellRecord::add_field<unsigned int>(unsigned short type, unsigned short length, const unsigned int& value) {
     unsigned char bytes[4];
-    Vorn::store_le32(bytes, value);
+    Vorn::store_le<uint32_t>(bytes, value);
     append(type, length, bytes, sizeof bytes);
 }
 
@@ -66,7 +66,7 @@ template <>
 void StrellRecord::add_field<unsigned short>(unsigned short type, unsigned short length,
                                              const unsigned short& value) {
     unsigned char bytes[2];
-    Vorn::store_le16(bytes, value);
+    Vorn::store_le<uint16_t>(bytes, value);
     append(type, length, bytes, sizeof bytes);
 }
 

@@ -59,9 +59,9 @@ private:
         if constexpr (sizeof(T) == 1)
             *at = value;
         else if constexpr (sizeof(T) == 2)
-            Vorn::store_be16(at, value);
+            Vorn::store_be<uint16_t>(at, value);
         else
-            Vorn::store_be32(at, value);
+            Vorn::store_be<uint32_t>(at, value);
         return at + sizeof(T);
     }
 
@@ -77,14 +77,14 @@ template <size_t width, typename T>
         if constexpr (width == 16)
             Vorn::store_be128(at, static_cast<uint64_t>(value.to_high()), static_cast<uint64_t>(value.to_low()));
         else
-            Vorn::store_be32(at, value.to_int());
+            Vorn::store_be<uint32_t>(at, value.to_int());
     } else if constexpr (width == 1) {
         *at = static_cast<unsigned char>(value);
     } else if constexpr (width == 2) {
-        Vorn::store_be16(at, static_cast<uint16_t>(value));
+        Vorn::store_be<uint16_t>(at, static_cast<uint16_t>(value));
     } else {
         static_assert(width == 4, "numbers are 1, 2 or 4 bytes");
-        Vorn::store_be32(at, static_cast<uint32_t>(value));
+        Vorn::store_be<uint32_t>(at, static_cast<uint32_t>(value));
     }
 }
 

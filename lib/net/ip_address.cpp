@@ -31,8 +31,8 @@ IP_address v6(uint64_t high, uint64_t low) {
 
 // 4 or 16 network-order bytes (as `from_string` and `from_raw` read them) to an address.
 IP_address from_bytes(IP_address::Family family, const unsigned char* bytes) {
-    if (family == IP_address::IPv6) return v6(load_be64(bytes), load_be64(bytes + 8));
-    return v4(load_be32(bytes));
+    if (family == IP_address::IPv6) return v6(load_be<uint64_t>(bytes), load_be<uint64_t>(bytes + 8));
+    return v4(load_be<uint32_t>(bytes));
 }
 
 }  // namespace
@@ -43,7 +43,7 @@ unsigned char* IP_address::hton(unsigned char* out, Family f) const {
     if (f == IPv6)
         store_be128(out, high_, low_);
     else
-        store_be32(out, to_int());
+        store_be<uint32_t>(out, to_int());
     return out;
 }
 

@@ -73,30 +73,30 @@ void append_new_record(const TrafficStat& record, std::vector<unsigned char>& ou
 void append_old_record(const TrafficStat& r, std::vector<unsigned char>& out) {
     using Raw = RawFileRecord;
     unsigned char p[sizeof(Raw)] = {};  // pads and reserved words stay zero
-    store_le32(p + offsetof(Raw, version), 1);
-    store_le32(p + offsetof(Raw, s_addr), r.s_addr.to_int());
-    store_le32(p + offsetof(Raw, d_addr), r.d_addr.to_int());
-    store_le32(p + offsetof(Raw, nexthop_addr), r.nexthop_addr.to_int());
-    store_le16(p + offsetof(Raw, iface), r.iface);
-    store_le16(p + offsetof(Raw, oface), r.oface);
-    store_le32(p + offsetof(Raw, d_pkt), r.d_pkt);
-    store_le32(p + offsetof(Raw, d_oct), r.d_oct);
-    store_le32(p + offsetof(Raw, ts_first), r.ts_first);
-    store_le32(p + offsetof(Raw, ts_last), r.ts_last);
-    store_le16(p + offsetof(Raw, sport), r.sport);
-    store_le16(p + offsetof(Raw, dport), r.dport);
+    store_le<uint32_t>(p + offsetof(Raw, version), 1);
+    store_le<uint32_t>(p + offsetof(Raw, s_addr), r.s_addr.to_int());
+    store_le<uint32_t>(p + offsetof(Raw, d_addr), r.d_addr.to_int());
+    store_le<uint32_t>(p + offsetof(Raw, nexthop_addr), r.nexthop_addr.to_int());
+    store_le<uint16_t>(p + offsetof(Raw, iface), r.iface);
+    store_le<uint16_t>(p + offsetof(Raw, oface), r.oface);
+    store_le<uint32_t>(p + offsetof(Raw, d_pkt), r.d_pkt);
+    store_le<uint32_t>(p + offsetof(Raw, d_oct), r.d_oct);
+    store_le<uint32_t>(p + offsetof(Raw, ts_first), r.ts_first);
+    store_le<uint32_t>(p + offsetof(Raw, ts_last), r.ts_last);
+    store_le<uint16_t>(p + offsetof(Raw, sport), r.sport);
+    store_le<uint16_t>(p + offsetof(Raw, dport), r.dport);
     p[offsetof(Raw, tcp_flags)] = r.tcp_flags;
     p[offsetof(Raw, proto)] = r.proto;
     p[offsetof(Raw, tos)] = r.tos;
     // The record has 16 bits for AS numbers, like NetFlow v5.
-    store_le16(p + offsetof(Raw, src_as), static_cast<uint16_t>(r.src_as));
-    store_le16(p + offsetof(Raw, dst_as), static_cast<uint16_t>(r.dst_as));
+    store_le<uint16_t>(p + offsetof(Raw, src_as), static_cast<uint16_t>(r.src_as));
+    store_le<uint16_t>(p + offsetof(Raw, dst_as), static_cast<uint16_t>(r.dst_as));
     p[offsetof(Raw, src_mask)] = r.src_mask;
     p[offsetof(Raw, dst_mask)] = r.dst_mask;
-    store_le32(p + offsetof(Raw, slink_id), r.slink_id);
-    store_le32(p + offsetof(Raw, account_id), r.account_id);
-    store_le32(p + offsetof(Raw, tclass), r.tclass);
-    store_le32(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
+    store_le<uint32_t>(p + offsetof(Raw, slink_id), r.slink_id);
+    store_le<uint32_t>(p + offsetof(Raw, account_id), r.account_id);
+    store_le<uint32_t>(p + offsetof(Raw, tclass), r.tclass);
+    store_le<uint32_t>(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
     out.insert(out.end(), std::begin(p), std::end(p));
 }
 

@@ -34,9 +34,9 @@ const DetailField& detail_field_of(TrafficMember member, uint8_t size);
 // widened or cut to their member's width, so a 2-byte AS number is widened.
 inline void decode_detail_value(IP_address& out, const unsigned char* value, uint8_t size) {
     if (size == 16)
-        out.from_int(static_cast<long>(load_le64(value + 8)), static_cast<long>(load_le64(value)));
+        out.from_int(static_cast<long>(load_le<uint64_t>(value + 8)), static_cast<long>(load_le<uint64_t>(value)));
     else
-        out.from_int(static_cast<int>(load_le32(value)));
+        out.from_int(static_cast<int>(load_le<uint32_t>(value)));
 }
 
 template <typename T>
@@ -44,16 +44,16 @@ void decode_detail_value(T& out, const unsigned char* value, uint8_t size) {
     if (size == 1)
         out = static_cast<T>(value[0]);
     else if (size == 2)
-        out = static_cast<T>(load_le16(value));
+        out = static_cast<T>(load_le<uint16_t>(value));
     else
-        out = static_cast<T>(load_le32(value));
+        out = static_cast<T>(load_le<uint32_t>(value));
 }
 
 inline void encode_detail_value(const IP_address& in, unsigned char* value, uint8_t size) {
     if (size == 16)
         store_le128(value, static_cast<uint64_t>(in.to_high()), static_cast<uint64_t>(in.to_low()));
     else
-        store_le32(value, in.to_int());
+        store_le<uint32_t>(value, in.to_int());
 }
 
 template <typename T>
@@ -61,9 +61,9 @@ void encode_detail_value(const T& in, unsigned char* value, uint8_t size) {
     if (size == 1)
         value[0] = static_cast<unsigned char>(in);
     else if (size == 2)
-        store_le16(value, static_cast<uint16_t>(in));
+        store_le<uint16_t>(value, static_cast<uint16_t>(in));
     else
-        store_le32(value, static_cast<uint32_t>(in));
+        store_le<uint32_t>(value, static_cast<uint32_t>(in));
 }
 
 // The same through a row of the table: value holds field.size bytes. An

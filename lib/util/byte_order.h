@@ -35,30 +35,34 @@ void store(unsigned char* p, T v, bool little) {
 
 }  // namespace ByteOrder
 
-inline uint16_t load_le16(const unsigned char* p) { return ByteOrder::load<uint16_t>(p, true); }
-inline uint32_t load_le32(const unsigned char* p) { return ByteOrder::load<uint32_t>(p, true); }
-inline uint64_t load_le64(const unsigned char* p) { return ByteOrder::load<uint64_t>(p, true); }
-inline void store_le16(unsigned char* p, uint16_t v) { ByteOrder::store(p, v, true); }
-inline void store_le32(unsigned char* p, uint32_t v) { ByteOrder::store(p, v, true); }
-inline void store_le64(unsigned char* p, uint64_t v) { ByteOrder::store(p, v, true); }
-
-inline uint16_t load_be16(const unsigned char* p) { return ByteOrder::load<uint16_t>(p, false); }
-inline uint32_t load_be32(const unsigned char* p) { return ByteOrder::load<uint32_t>(p, false); }
-inline uint64_t load_be64(const unsigned char* p) { return ByteOrder::load<uint64_t>(p, false); }
-inline void store_be16(unsigned char* p, uint16_t v) { ByteOrder::store(p, v, false); }
-inline void store_be32(unsigned char* p, uint32_t v) { ByteOrder::store(p, v, false); }
-inline void store_be64(unsigned char* p, uint64_t v) { ByteOrder::store(p, v, false); }
+// T is uint16_t, uint32_t or uint64_t: load_le<uint32_t>(p), store_be<uint16_t>(p, v).
+template <typename T>
+T load_le(const unsigned char* p) {
+    return ByteOrder::load<T>(p, true);
+}
+template <typename T>
+T load_be(const unsigned char* p) {
+    return ByteOrder::load<T>(p, false);
+}
+template <typename T>
+void store_le(unsigned char* p, T v) {
+    ByteOrder::store(p, v, true);
+}
+template <typename T>
+void store_be(unsigned char* p, T v) {
+    ByteOrder::store(p, v, false);
+}
 
 // A 128-bit number as its two 64-bit halves, in either order; an IPv6
 // address is one (the high half its first 8 bytes).
 inline void store_be128(unsigned char* p, uint64_t high, uint64_t low) {
-    store_be64(p, high);
-    store_be64(p + 8, low);
+    store_be<uint64_t>(p, high);
+    store_be<uint64_t>(p + 8, low);
 }
 
 inline void store_le128(unsigned char* p, uint64_t high, uint64_t low) {
-    store_le64(p, low);
-    store_le64(p + 8, high);
+    store_le<uint64_t>(p, low);
+    store_le<uint64_t>(p + 8, high);
 }
 
 // The n bytes of a little-endian number of any width, written big-endian:
@@ -66,10 +70,10 @@ inline void store_le128(unsigned char* p, uint64_t high, uint64_t low) {
 inline void le_to_be(const unsigned char* src, size_t n, unsigned char* dst) {
     switch (n) {
     case 1: dst[0] = src[0]; break;
-    case 2: store_be16(dst, load_le16(src)); break;
-    case 4: store_be32(dst, load_le32(src)); break;
-    case 8: store_be64(dst, load_le64(src)); break;
-    case 16: store_be128(dst, load_le64(src + 8), load_le64(src)); break;
+    case 2: store_be<uint16_t>(dst, load_le<uint16_t>(src)); break;
+    case 4: store_be<uint32_t>(dst, load_le<uint32_t>(src)); break;
+    case 8: store_be<uint64_t>(dst, load_le<uint64_t>(src)); break;
+    case 16: store_be128(dst, load_le<uint64_t>(src + 8), load_le<uint64_t>(src)); break;
     default:
         for (size_t i = 0; i < n; ++i) dst[i] = src[n - 1 - i];
         break;
