@@ -3,8 +3,9 @@
 # must not depend on where it was put):
 #   headers  each installed header compiles alone, and includes nothing but
 #            installed headers and those of the C and C++ libraries
-#   example  examples/ builds against it with find_package(Vorn) and with
-#            pkg-config, and runs
+#   example  nothing installed names the source or build tree; examples/
+#            builds against it with find_package(Vorn) and with pkg-config,
+#            and runs
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/example.sh"
 MODE=$4 SOURCE=$5 BUILD=$6
@@ -14,6 +15,11 @@ mv "$WORK/installed" "$WORK/moved"
 prefix=$WORK/moved
 
 if [ "$MODE" == example ]; then
+    leaks=$(grep -rIl -e "$SOURCE" -e "$BUILD" "$prefix" || true
+        for file in "$prefix"/bin/* "$prefix"/lib/*/libvorn_*.so.*.*; do
+            if readelf -d "$file" | grep -q -e "$SOURCE" -e "$BUILD"; then echo "$file"; fi
+        done)
+    expect_eq "installed files that name the source or build tree" "" "$leaks"
     build_and_run_example "$prefix" "$SOURCE"
     exit 0
 fi
