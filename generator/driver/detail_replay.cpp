@@ -13,7 +13,7 @@ namespace {
 using Vorn::DetailedInfoFileParser;
 
 // The replay takes every file and every record.
-class DummyFilter final : public Vorn::AcceptAllFilter {};
+using DummyFilter = Vorn::AcceptAllFilter;
 
 // The counter is 16 bits wide and wraps, while the count keeps its 32 bits:
 // a count above 65535 never stops the loop and the whole file goes out. When

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <typeinfo>
 
 #include "vorn/log/log_stream.h"
 
@@ -26,7 +27,7 @@ DetailedInfoFileParser::~DetailedInfoFileParser() { close(nullptr); }
 void DetailedInfoFileParser::init(std::list<TrafficStat>* output, Filter* filter) {
     output_ = output;
     filter_ = filter;
-    accepts_all_ = filter == nullptr || dynamic_cast<const AcceptAllFilter*>(filter) != nullptr;
+    accepts_all_ = filter == nullptr || typeid(*filter) == typeid(AcceptAllFilter);
 }
 
 int DetailedInfoFileParser::probe(const char* path) {

@@ -16,13 +16,14 @@ public:
     virtual ~Filter() = default;
 };
 
-// Takes every file and every record, for readers of whole files: strell's
-// replay, vorn-detail. Final, so that a parser that sees one need not ask it.
+// Takes every file and every record: for readers of whole files, and a base
+// for filters that choose records only. A parser given one of this very
+// class (not of a class derived from it) need not ask it.
 class AcceptAllFilter : public Filter {
 public:
-    int check_bounds(const TrafficStat&, const TrafficStat&) final { return 0; }
-    int check_first(const TrafficStat&) final { return 0; }
-    bool check_record(const TrafficStat&) final { return true; }
+    int check_bounds(const TrafficStat&, const TrafficStat&) override { return 0; }
+    int check_first(const TrafficStat&) override { return 0; }
+    bool check_record(const TrafficStat&) override { return true; }
 };
 
 }  // namespace Vorn
