@@ -43,9 +43,9 @@ public:
             decode_members<false, false, M::s_addr, M::slink_id>(record, out);
         if (!billing) return;
         if (every_billing_member_)
-            decode_members<true, false, M::slink_id, end>(record, out);
+            decode_members<true, false, M::slink_id, members_end>(record, out);
         else
-            decode_members<false, false, M::slink_id, end>(record, out);
+            decode_members<false, false, M::slink_id, members_end>(record, out);
     }
 
     // Whether a record's flow part stands on its own: it fills every flow
@@ -66,7 +66,6 @@ public:
     }
 
 private:
-    static constexpr TrafficMember end = static_cast<TrafficMember>(traffic_member_count);
     static constexpr uint16_t absent = 0xFFFF;
     static constexpr size_t not_whole = SIZE_MAX;
 

@@ -39,7 +39,19 @@ enum class TrafficMember : uint8_t {
     router_ip_netflow_from,
 };
 constexpr size_t traffic_member_count = 24;
-constexpr size_t flow_member_count = 18;
+// What follows the last member, for ranges of them.
+constexpr TrafficMember members_end = static_cast<TrafficMember>(traffic_member_count);
+
+// A member's name, which is also its key in TrafficStat::to_str_json.
+constexpr const char* member_name(TrafficMember m) {
+    constexpr const char* names[] = {
+        "s_addr",   "d_addr",    "nexthop_addr", "iface",  "oface",      "d_pkt",     "d_oct",
+        "ts_first", "ts_last",   "sport",        "dport",  "tcp_flags",  "proto",     "tos",
+        "src_as",   "dst_as",    "src_mask",     "dst_mask", "slink_id", "account_id", "ip",
+        "tclass",   "timestamp", "router_ip_netflow_from",
+    };
+    return names[static_cast<size_t>(m)];
+}
 
 constexpr bool is_billing(TrafficMember m) { return m >= TrafficMember::slink_id; }
 
@@ -96,7 +108,7 @@ constexpr void for_each_member(Visit&& visit) {
 // The same for a member known only at run time.
 template <typename Visit>
 void with_member(TrafficMember m, Visit&& visit) {
-    for_each_member<TrafficMember::s_addr, static_cast<TrafficMember>(traffic_member_count)>([&](auto member) {
+    for_each_member<TrafficMember::s_addr, members_end>([&](auto member) {
         if (member() == m) visit(member);
     });
 }

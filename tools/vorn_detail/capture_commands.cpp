@@ -46,11 +46,8 @@ std::vector<std::string> split(const std::string& list) {
 
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err) {
     if (args.size() < 3 || args.size() > 4 || args[0] != "--format") return usage(err);
-    if (args[1] != "new" && args[1] != "old") {
-        err << "vorn-detail: unknown format '" << args[1] << "' (new or old)\n";
-        return exit_usage;
-    }
-    const DetailFormat format = args[1] == "new" ? DetailFormat::New : DetailFormat::Old;
+    DetailFormat format;
+    if (!detail_format(args[1], format, err)) return exit_usage;
     // The count is for a person watching, not for a log or a pipe.
     const bool progress = &err == &std::cerr && isatty(STDERR_FILENO) == 1;
     return with_input(args, 3, in, err,

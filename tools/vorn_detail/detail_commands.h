@@ -23,6 +23,10 @@ int dump_detail_file(const std::string& path, std::ostream& out, std::ostream& e
 // with stands for a closed standard input and is refused.
 int write_detail_file(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err);
 
+// The format a --format argument names, "new" or "old"; false, with the
+// message on err, for any other.
+bool detail_format(const std::string& name, DetailFormat& format, std::ostream& err);
+
 // The whole command line without the program name.
 int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err);
 

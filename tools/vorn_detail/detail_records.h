@@ -19,13 +19,13 @@ bool read_detail_records(const std::string& path, std::ostream& err, const char*
     AcceptAllFilter filter;
     DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
-    if (parser.probe(path.c_str()) == 2) {
+    if (parser.probe(path.c_str()) == DetailedInfoFileParser::probe_failed) {
         err << "vorn-detail: " << path << ": not a readable detail file\n";
         return false;
     }
-    format = parser.format_version() == 2 ? "new" : "old";
+    format = parser.format_version() == DetailedInfoFileParser::new_format ? "new" : "old";
     TrafficStat record;
-    while (parser.parse_record(record) != 0) visit(record);
+    while (parser.parse_record(record) != DetailedInfoFileParser::no_record) visit(record);
     return true;
 }
 

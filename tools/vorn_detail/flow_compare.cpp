@@ -12,6 +12,7 @@
 #include "tools/vorn_detail/detail_records.h"
 #include "tools/vorn_detail/nfdump_flow.h"
 #include "tools/vorn_detail/nfdump_reader.h"
+#include "vorn/stat/netflow_fields.h"
 
 namespace Vorn {
 
@@ -25,37 +26,25 @@ using Flow = TrafficFlowRecord;
 
 struct Field {
     const char* name;
-    bool in_v5;
-    bool in_v9;
+    TrafficMember member;
     json (*value)(const Flow&);
     void (*clear)(Flow&);
 };
 
 #define ADDRESS(f) \
-    [](const Flow& r) { return json(r.f.to_string()); }, [](Flow& r) { r.f = IP_address(); }
+    member_name(TrafficMember::f), TrafficMember::f, [](const Flow& r) { return json(r.f.to_string()); }, \
+        [](Flow& r) { r.f = IP_address(); }
 #define NUMBER(f) \
-    [](const Flow& r) { return json(r.f); }, [](Flow& r) { r.f = 0; }
+    member_name(TrafficMember::f), TrafficMember::f, [](const Flow& r) { return json(r.f); }, [](Flow& r) { r.f = 0; }
 
-// Every field that v5 or v9 carries; times are left out, since strell's
+// The fields that a version may carry; times are left out, since strell's
 // packet headers make what a collector derives from them unrelated to the
-// file's values, and v9 carries no masks.
+// file's values.
 const Field fields[] = {
-    {"s_addr", true, true, ADDRESS(s_addr)},
-    {"d_addr", true, true, ADDRESS(d_addr)},
-    {"sport", true, true, NUMBER(sport)},
-    {"dport", true, true, NUMBER(dport)},
-    {"proto", true, true, NUMBER(proto)},
-    {"nexthop_addr", true, true, ADDRESS(nexthop_addr)},
-    {"tcp_flags", true, true, NUMBER(tcp_flags)},
-    {"tos", true, true, NUMBER(tos)},
-    {"d_pkt", true, true, NUMBER(d_pkt)},
-    {"d_oct", true, true, NUMBER(d_oct)},
-    {"iface", true, true, NUMBER(iface)},
-    {"oface", true, true, NUMBER(oface)},
-    {"src_as", true, true, NUMBER(src_as)},
-    {"dst_as", true, true, NUMBER(dst_as)},
-    {"src_mask", true, false, NUMBER(src_mask)},
-    {"dst_mask", true, false, NUMBER(dst_mask)},
+    {ADDRESS(s_addr)},  {ADDRESS(d_addr)}, {NUMBER(sport)},  {NUMBER(dport)},    {NUMBER(proto)},
+    {ADDRESS(nexthop_addr)}, {NUMBER(tcp_flags)}, {NUMBER(tos)}, {NUMBER(d_pkt)}, {NUMBER(d_oct)},
+    {NUMBER(iface)},    {NUMBER(oface)},   {NUMBER(src_as)}, {NUMBER(dst_as)},   {NUMBER(src_mask)},
+    {NUMBER(dst_mask)},
 };
 #undef ADDRESS
 #undef NUMBER
@@ -64,7 +53,10 @@ const Field fields[] = {
 // it: the same addresses, ports and protocol.
 constexpr size_t identity_fields = 5;
 
-bool carried(const Field& f, SentAs sent_as) { return sent_as == SentAs::V5 ? f.in_v5 : f.in_v9; }
+// As the NetFlow field catalogue says: v9 carries no masks.
+bool carried(const Field& f, SentAs sent_as) {
+    return sent_as == SentAs::V5 ? carried_in_v5(f.member) : carried_in_v9(f.member);
+}
 
 bool is_v6(const IP_address& a) { return a.family() == IP_address::IPv6; }
 

@@ -1,6 +1,7 @@
 #include <iostream>
 
-#include "vorn/log/log_stream.h"
+#include "vorn/log/log_front_ends.h"
+#include "vorn/log/logger.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/standard_descriptors.h"
 
@@ -20,9 +21,9 @@ int main(int argc, char** argv) {
     const bool input_closed = Vorn::occupy_closed_standard_descriptors();
     std::istream no_input(nullptr);  // bad from the start
     StderrLogger logger;
-    Vorn::LogStream::init(&logger);
+    Vorn::attach_logger(&logger);
     const int status =
         Vorn::run_vorn_detail({argv + 1, argv + argc}, input_closed ? no_input : std::cin, std::cout, std::cerr);
-    Vorn::LogStream::init(nullptr);
+    Vorn::attach_logger(nullptr);
     return status;
 }

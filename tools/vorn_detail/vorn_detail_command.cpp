@@ -93,6 +93,15 @@ const char* const vorn_detail_usage =
     "2 usage error, 3 compare found differences; a write or import ended by\n"
     "a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
+bool detail_format(const std::string& name, DetailFormat& format, std::ostream& err) {
+    if (name != "new" && name != "old") {
+        err << "vorn-detail: unknown format '" << name << "' (new or old)\n";
+        return false;
+    }
+    format = name == "new" ? DetailFormat::New : DetailFormat::Old;
+    return true;
+}
+
 int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
         out << vorn_detail_usage;
@@ -100,10 +109,9 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
     }
     if (args.size() == 2 && args[0] == "dump") return dump_detail_file(args[1], out, err);
     if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
-        if (args[2] == "new") return write_detail_file(DetailFormat::New, args[3], in, err);
-        if (args[2] == "old") return write_detail_file(DetailFormat::Old, args[3], in, err);
-        err << "vorn-detail: unknown format '" << args[2] << "' (new or old)\n";
-        return exit_usage;
+        DetailFormat format;
+        if (!detail_format(args[2], format, err)) return exit_usage;
+        return write_detail_file(format, args[3], in, err);
     }
     const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
     if (!args.empty() && args[0] == "import") return import_command(rest, in, err);
