@@ -17,7 +17,8 @@ namespace Strell {
 // only builds and serialises itself; sending is the managers' business.
 class Netflow_v5_Packet {
 public:
-    // One flow in wire order, integers in host order.
+    // One flow, each field where a record on the wire has it, integers in
+    // host order.
     struct Record {
         uint32_t srcaddr = 0;
         uint32_t dstaddr = 0;

@@ -171,13 +171,6 @@ void DetailedInfoFileParser::RawFileRecord_to_TrafficStat(const RawFileRecord& r
     return read_rest(layout, out);
 }
 
-[[gnu::always_inline]] inline int DetailedInfoFileParser::parse_old_record(TrafficStat& out) {
-    if (!fill_old_record()) return end_old_format();
-    old_record_to_stat(input_.next(), out, billing_);
-    input_.consume(sizeof(RawFileRecord));
-    return keeps(out) ? record_kept : record_refused;
-}
-
 // The hot path of a replay. Messages are logged only by the functions it
 // calls for the rare cases, which keeps the stream set-up out of this one.
 // A closed file, also the state after a failed probe whatever the format
@@ -198,6 +191,8 @@ int DetailedInfoFileParser::parse_new_record(TrafficStat& out) {
 
 // Before anything can refill the buffer over the pending record's bytes.
 int DetailedInfoFileParser::parse_undecoded_record(TrafficStat& out) {
+    // An old-format file has no direct records to bring out up to date with.
+    if (format_version_ == old_format && input_.is_open()) return parse_old_record(out);
     if (pending_ != nullptr) settle(out);
     return parse_record(out);
 }

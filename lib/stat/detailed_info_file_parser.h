@@ -122,7 +122,12 @@ private:
     inline bool read_next(TrafficStat& out);
     bool read_rest(const RecordLayout& layout, TrafficStat& out);
     int parse_new_record(TrafficStat& out);
-    int parse_old_record(TrafficStat& out);
+    int parse_old_record(TrafficStat& out) {
+        if (!fill_old_record()) return end_old_format();
+        old_record_to_stat(input_.next(), out, billing_);
+        input_.consume(sizeof(RawFileRecord));
+        return keeps(out) ? record_kept : record_refused;
+    }
     // Decodes the last direct record into out.
     [[gnu::cold, gnu::noinline]] void settle(TrafficStat& out);
     // The end of an old-format file: the count, and the file closed.
@@ -153,7 +158,7 @@ private:
 
     // Rebuilt from the two maps whenever the header is read.
     RecordLayout layouts_[256];  // indexed by data id
-    int16_t field_sizes_[256];           // -1: not described
+    int16_t field_sizes_[256];   // -1: not described
 };
 
 }  // namespace Vorn
