@@ -117,7 +117,8 @@ TEST(StrellRun, SyntheticV9RepeatsTheOptionValuesAsStrtolReadsThemUnderOneTempla
 
 TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
     TempDir dir;
-    const string usage = read_file(USAGE_TEXT), mixed = write_detail_file(dir, "mixed.vorn", "new", {flow_json({{"s_addr", "::1"}})});
+    const string usage = read_file(USAGE_TEXT), mixed = write_detail_file(dir, "mixed.vorn", "new", {flow_json({{"s_addr", "::1"}})}),
+                 mixed_after_v4 = write_detail_file(dir, "mixed4.vorn", "new", {flow_json({{"d_addr", "::1"}})});
     std::vector<string> too_many = {"-v", "9"};
     for (int i = 0; i < 400; ++i) too_many.insert(too_many.end(), {"-z", "1"});
     const struct { std::vector<string> args; int status; string output_end, error_part; } cases[] = {
@@ -128,6 +129,7 @@ TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
         {{"-s", "2001:db8::1"}, 1, "file\nError: attempt to create netflow v5 packet with IPv6\n", ""},
         {{"-u"}, 1, "Specify file name of .vorn detail file. Use [-f] option\n", ""},
         {{"-u", "-v", "9", "-f", mixed}, 1, "' vorn statistic file\nIncorrect netflow data\n", ""},
+        {{"-u", "-v", "9", "-f", mixed_after_v4}, 1, "' vorn statistic file\nIncorrect netflow data\n", ""},
         {too_many, 1, "Error: too many fields for one netflow v9 packet\n", ""},
         {{"-h", "not-an-address"}, -1, "", ""},  // not caught: the runtime aborts
     };
