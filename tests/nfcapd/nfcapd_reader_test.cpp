@@ -3,7 +3,7 @@
 // import of 'nfdump -o json' makes of it, in a time zone with summer time.
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <tuple>
 #include <map>
 
 #include "detail_lines.h"
@@ -48,38 +48,34 @@ uint32_t le32(const string& bytes, size_t at) {
     return value;
 }
 
-class NfcapdFiles : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        setenv("TZ", "Europe/Berlin", 1);  // for nfdump too, which prints local time
-        tzset();
-        dir_ = new TempDir;
-        const string sent = sent_file(*dir_);
-        const Args all = {"-u", "-f", sent, "-c", "70000", "-t", "40"}, few = {"-u", "-f", sent, "-c", "20", "-v", "9"};
-        const auto with = [](Args args, std::initializer_list<string> more) { return args.insert(args.end(), more), args; };
-        files_ = new std::map<string, string>{
-            {"v9", nfcapd_capture(*dir_, "v9", "127.0.0.1", {}, with(all, {"-v", "9"}))},
-            {"v9 LZO", nfcapd_capture(*dir_, "v9-lzo", "127.0.0.1", {"-z"}, with(all, {"-v", "9"}))},
-            {"v9 BZ2", nfcapd_capture(*dir_, "v9-bz2", "127.0.0.1", {"-j"}, with(all, {"-v", "9"}))},
-            {"v9 LZ4", nfcapd_capture(*dir_, "v9-lz4", "127.0.0.1", {"-y"}, with(all, {"-v", "9"}))},
-            {"v5 over IPv6", nfcapd_capture(*dir_, "v5", "::1", {"-6"}, with(all, {"-v", "5"}))},
-            {"small", nfcapd_capture(*dir_, "small", "127.0.0.1", {}, few)},
-            {"small LZ4", nfcapd_capture(*dir_, "small-lz4", "127.0.0.1", {"-y"}, few)},
-        };
+// The captures read here, made on first use, as ctest runs each test in a
+// process of its own: the sent file as v9 with each compression and as v5
+// over IPv6; its first 20 flows as v9, plain and with LZ4.
+const string& capture(const string& name) {
+    setenv("TZ", "Europe/Berlin", 1);  // for nfdump too, which prints local time
+    tzset();
+    static const TempDir dir;
+    static const string sent = sent_file(dir);
+    static std::map<string, string> files;
+    static const std::map<string, std::tuple<string, Args, string>> how = {
+        {"v9", {"127.0.0.1", {}, "9"}},         {"v9 LZO", {"127.0.0.1", {"-z"}, "9"}},
+        {"v9 BZ2", {"127.0.0.1", {"-j"}, "9"}}, {"v9 LZ4", {"127.0.0.1", {"-y"}, "9"}},
+        {"v5 over IPv6", {"::1", {"-6"}, "5"}}, {"small", {"127.0.0.1", {}, "9"}},
+        {"small LZ4", {"127.0.0.1", {"-y"}, "9"}},
+    };
+    if (files.count(name) == 0) {
+        const auto& [address, options, version] = how.at(name);
+        const string count = name.rfind("small", 0) == 0 ? "20" : "70000";  // above 65535: all
+        files[name] = nfcapd_capture(dir, name, address, options, {"-u", "-f", sent, "-v", version, "-c", count, "-t", "40"});
     }
-    static void TearDownTestSuite() { delete files_, delete dir_; }
-
-    static TempDir* dir_;
-    static std::map<string, string>* files_;
-};
-TempDir* NfcapdFiles::dir_ = nullptr;
-std::map<string, string>* NfcapdFiles::files_ = nullptr;
+    return files[name];
+}
 
 }  // namespace
 
-TEST_F(NfcapdFiles, EveryFlowGivesTheRecordThatNfdumpsJsonGives) {
+TEST(NfcapdReader, EveryFlowGivesTheRecordThatNfdumpsJsonGives) {
     for (const char* name : {"v9", "v9 LZO", "v9 BZ2", "v9 LZ4", "v5 over IPv6"}) {
-        const string path = files_->at(name);
+        const string path = capture(name);
         std::vector<string> native;
         Vorn::NfcapdReader reader;
         ASSERT_TRUE(reader.read(path, [&](const Vorn::TrafficStat& flow) { return native.push_back(flow.to_str_json()), string(); }))
@@ -121,8 +117,9 @@ TEST(NfdumpClock, ReadsLocalTimeBackAsTheImportDoesAcrossSummerTime) {
     EXPECT_FALSE(clock.seconds(253402297200000, seconds));
 }
 
-TEST_F(NfcapdFiles, DamagedFilesAreRefusedNamingBlockAndRecord) {
-    const string small = read_file(files_->at("small")), small_lz4 = read_file(files_->at("small LZ4"));
+TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
+    const TempDir dir;
+    const string small = read_file(capture("small")), small_lz4 = read_file(capture("small LZ4"));
     // One block of 22 records: the exporter (at 52), 20 flows (the first at
     // 84, elements from 96: IPv4 addresses, IPv6 next hop, generic at 128,
     // AS, misc at 192, router), the exporter's statistics (32 bytes); then the
@@ -179,7 +176,7 @@ TEST_F(NfcapdFiles, DamagedFilesAreRefusedNamingBlockAndRecord) {
         for (const Patch& p : c.patches)
             for (size_t i = 0; i < p.width; ++i) bytes.at(p.at + i) = static_cast<char>(p.value >> 8 * i);
         Vorn::NfcapdReader reader;
-        EXPECT_FALSE(reader.read(dir_->write("damaged", bytes), [](const Vorn::TrafficStat&) { return string(); }));
-        EXPECT_EQ(reader.problem(), dir_->file("damaged") + ": " + c.message);
+        EXPECT_FALSE(reader.read(dir.write("damaged", bytes), [](const Vorn::TrafficStat&) { return string(); }));
+        EXPECT_EQ(reader.problem(), dir.file("damaged") + ": " + c.message);
     }
 }

@@ -11,7 +11,8 @@ constexpr unsigned char magic[2] = {0x0C, 0xA5};  // 0xA50C, little-endian
 }  // namespace
 
 bool starts_as_nfcapd(const unsigned char* bytes, size_t size) {
-    return size >= 2 && ((bytes[0] == magic[0] && bytes[1] == magic[1]) || (bytes[0] == magic[1] && bytes[1] == magic[0]));
+    if (size < 2) return false;
+    return (bytes[0] == magic[0] && bytes[1] == magic[1]) || (bytes[0] == magic[1] && bytes[1] == magic[0]);
 }
 
 std::string parse_file_header(const unsigned char* bytes, size_t size, NfcapdFileHeader& out) {

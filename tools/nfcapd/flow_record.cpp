@@ -80,7 +80,9 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
     Elements found;
     const unsigned count = load16(record + 4);
     size_t at = header_size;
-    const auto element = [count](unsigned i) { return "element " + std::to_string(i) + " of " + std::to_string(count); };
+    const auto element = [count](unsigned i) {
+        return "element " + std::to_string(i) + " of " + std::to_string(count);
+    };
     for (unsigned i = 1; i <= count; ++i) {
         if (size - at < 4) return element(i) + " starts past the end of the record";
         const uint16_t id = load16(record + at);
@@ -138,10 +140,11 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
         }
     }
     if (const unsigned char* m = e[misc]) {
-        if (!set(load32(m), flow.iface)) return too_large("input interface", load32(m), UINT16_MAX);       // input_snmp
-        if (!set(load32(m + 4), flow.oface)) return too_large("output interface", load32(m + 4), UINT16_MAX);  // output_snmp
-        flow.src_mask = m[8];                                                                                // src_mask
-        flow.dst_mask = m[9];                                                                                // dst_mask
+        const uint32_t input = load32(m), output = load32(m + 4);
+        if (!set(input, flow.iface)) return too_large("input interface", input, UINT16_MAX);      // input_snmp
+        if (!set(output, flow.oface)) return too_large("output interface", output, UINT16_MAX);  // output_snmp
+        flow.src_mask = m[8];                                                                    // src_mask
+        flow.dst_mask = m[9];                                                                    // dst_mask
     }
     if (const unsigned char* a = e[as_routing]) {
         flow.src_as = load32(a);      // src_as

@@ -17,9 +17,9 @@ constexpr uint16_t flow_record_type = 11;
 class FlowRecordDecoder {
 public:
     // The size bytes of a record of type 11, header included. out is set
-    // afresh for a flow; is_flow is false for an event (NSEL/NEL), which
-    // nfdump shows as an EVENT and the import skips. An empty text, or what
-    // is wrong with the record.
+    // afresh for a flow (partly when the record is bad); is_flow is false for
+    // an event (NSEL/NEL), which nfdump shows as an EVENT and the import
+    // skips. An empty text, or what is wrong with the record.
     std::string decode(const unsigned char* record, size_t size, TrafficStat& out, bool& is_flow);
 
 private:

@@ -17,7 +17,9 @@ constexpr size_t block_header_size = 12;
 constexpr uint16_t v3_block = 3;               // the only block type nfcapd 1.7 writes
 constexpr uint16_t stored_uncompressed = 0x1;  // block flag
 
-std::string count_of(unsigned long n, unsigned long total) { return std::to_string(n) + " of " + std::to_string(total); }
+std::string count_of(unsigned long n, unsigned long total) {
+    return std::to_string(n) + " of " + std::to_string(total);
+}
 
 }  // namespace
 
@@ -34,6 +36,7 @@ bool NfcapdReader::read(const std::string& path, const Visit& visit) {
 
 bool NfcapdReader::read(std::FILE* file, const std::string& name, const Visit& visit) {
     name_ = name;
+    problem_.clear();
     block_ = record_ = 0;
     unsigned char bytes[NfcapdFileHeader::size];
     offset_ = std::fread(bytes, 1, sizeof bytes, file);
@@ -58,7 +61,8 @@ bool NfcapdReader::take(std::FILE* file, size_t size, const std::string& what) {
     offset_ += got;
     if (got == size) return true;
     if (std::ferror(file)) return fail(std::string("cannot read: ") + std::strerror(errno));
-    return fail("truncated: the file ends " + (got == 0 ? "before " : "after " + count_of(got, size) + " bytes of ") + what);
+    const std::string where = got == 0 ? "before " : "after " + count_of(got, size) + " bytes of ";
+    return fail("truncated: the file ends " + where + what);
 }
 
 bool NfcapdReader::read_blocks(std::FILE* file, const Visit& visit) {
@@ -68,10 +72,12 @@ bool NfcapdReader::read_blocks(std::FILE* file, const Visit& visit) {
         const unsigned long records = load32(stored_.data());
         const size_t size = load32(stored_.data() + 4);
         const uint16_t type = load16(stored_.data() + 8);
-        const bool compressed = header_.compression != Compression::None && !(load16(stored_.data() + 10) & stored_uncompressed);
+        const bool compressed =
+            header_.compression != Compression::None && !(load16(stored_.data() + 10) & stored_uncompressed);
         if (size == 0) return fail("size 0");
         if (size > max_block_size)
-            return fail("size " + std::to_string(size) + " above the limit of " + std::to_string(max_block_size) + " bytes");
+            return fail("size " + std::to_string(size) + " above the limit of " + std::to_string(max_block_size) +
+                        " bytes");
         if (records == 0) return fail("no records");
         if (!take(file, size, "its payload")) return false;
         if (type != v3_block) {
@@ -83,7 +89,8 @@ bool NfcapdReader::read_blocks(std::FILE* file, const Visit& visit) {
         if (compressed) {
             decompressed_.resize(max_block_size);
             length = decompress_block(header_.compression, payload, size, decompressed_.data(), decompressed_.size());
-            if (length == 0) return fail(std::string("does not decompress (") + compression_name(header_.compression) + ")");
+            if (length == 0)
+                return fail(std::string("does not decompress (") + compression_name(header_.compression) + ")");
             payload = decompressed_.data();
         }
         if (!read_records(payload, length, records, visit)) return false;

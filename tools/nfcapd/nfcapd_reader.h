@@ -22,8 +22,9 @@ public:
     using Visit = std::function<std::string(const TrafficStat& flow)>;
 
     // False on a bad file or a stop; problem() says why in one line that
-    // names the file and, where it applies, the block and the record. Read
-    // sequentially: a pipe does.
+    // names the file and, where it applies, the block and the record. The
+    // flows visited before are the caller's to undo. Read sequentially: a
+    // pipe does.
     bool read(const std::string& path, const Visit& visit);
     bool read(std::FILE* file, const std::string& name, const Visit& visit);
 
