@@ -10,7 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0) return 0;  // fmemopen refuses an empty buffer
     std::FILE* file = fmemopen(const_cast<uint8_t*>(data), size, "rb");
     if (file == nullptr) std::abort();
-    Vorn::NfcapdReader reader;
+    static Vorn::NfcapdReader reader;  // one, as for the files of a directory: its buffers are kept
+    const unsigned long before = reader.flows();
     unsigned long visited = 0;
     const bool read = reader.read(file, "fuzz", [&visited](const Vorn::TrafficStat& flow) {
         ++visited;
@@ -18,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     });
     std::fclose(file);
     const std::string& problem = reader.problem();
-    if (read != problem.empty() || visited != reader.flows()) std::abort();
+    if (read != problem.empty() || visited != reader.flows() - before) std::abort();
     if (!read && (problem.rfind("fuzz: ", 0) != 0 || problem.find('\n') != std::string::npos)) std::abort();
     return 0;
 }
