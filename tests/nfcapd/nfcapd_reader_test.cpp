@@ -133,6 +133,13 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
         uint64_t value;
         size_t width;
     };
+    // The first bytes of file, little-endian values written over them.
+    const auto patched = [](const string& file, size_t cut, const std::vector<Patch>& patches) {
+        string bytes = file.substr(0, cut);
+        for (const Patch& p : patches)
+            for (size_t i = 0; i < p.width; ++i) bytes.at(p.at + i) = static_cast<char>(p.value >> 8 * i);
+        return bytes;
+    };
     const struct {
         const string& file;
         size_t cut;
@@ -171,12 +178,18 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
                                            std::to_string(appendix_size) + " bytes of appendix block 1 of 1"},
         {small_lz4, SIZE_MAX, {{52, UINT64_MAX, 8}}, block + "does not decompress (LZ4)"},
     };
-    for (const auto& c : cases) {
-        string bytes = c.file.substr(0, c.cut);
-        for (const Patch& p : c.patches)
-            for (size_t i = 0; i < p.width; ++i) bytes.at(p.at + i) = static_cast<char>(p.value >> 8 * i);
+    // Read, not refused: a block stored uncompressed in a compressed file, a
+    // block of another type (skipped), an event among the flows (skipped).
+    const std::tuple<std::vector<Patch>, unsigned long, unsigned long> read_cases[] = {
+        {{{16, 3, 1}, {50, 1, 2}}, 20, 2}, {{{48, 4, 2}}, 0, 22}, {{{94, 1, 1}}, 19, 3}};
+    for (const auto& [patches, flows, skipped] : read_cases) {
         Vorn::NfcapdReader reader;
-        EXPECT_FALSE(reader.read(dir.write("damaged", bytes), [](const Vorn::TrafficStat&) { return string(); }));
+        EXPECT_TRUE(reader.read(dir.write("variant", patched(small, SIZE_MAX, patches)), [](const Vorn::TrafficStat&) { return string(); }));
+        EXPECT_EQ(std::make_pair(reader.flows(), reader.skipped()), std::make_pair(flows, skipped)) << reader.problem();
+    }
+    for (const auto& c : cases) {
+        Vorn::NfcapdReader reader;
+        EXPECT_FALSE(reader.read(dir.write("damaged", patched(c.file, c.cut, c.patches)), [](const Vorn::TrafficStat&) { return string(); }));
         EXPECT_EQ(reader.problem(), dir.file("damaged") + ": " + c.message);
     }
 }
