@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 
 #include "tools/nfcapd/block_decompression.h"
 #include "tools/nfcapd/file_header.h"
@@ -24,26 +25,25 @@ std::string count_of(unsigned long n, unsigned long total) {
 }  // namespace
 
 bool NfcapdReader::read(const std::string& path, const Visit& visit) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
         problem_ = "cannot open " + path + ": " + std::strerror(errno);
         return false;
     }
-    const bool read_all = read(file, path, visit);
-    std::fclose(file);
-    return read_all;
+    return read(file, path, visit);
 }
 
-bool NfcapdReader::read(std::FILE* file, const std::string& name, const Visit& visit) {
+bool NfcapdReader::read(std::istream& in, const std::string& name, const Visit& visit) {
     name_ = name;
     problem_.clear();
     block_ = record_ = 0;
-    unsigned char bytes[NfcapdFileHeader::size];
-    offset_ = std::fread(bytes, 1, sizeof bytes, file);
-    if (std::ferror(file)) return fail(std::string("cannot read: ") + std::strerror(errno));
-    const std::string wrong = parse_file_header(bytes, offset_, header_);
+    stored_.resize(NfcapdFileHeader::size);
+    in.read(reinterpret_cast<char*>(stored_.data()), NfcapdFileHeader::size);
+    offset_ = static_cast<uint64_t>(in.gcount());
+    if (in.bad()) return fail("cannot read the file");
+    const std::string wrong = parse_file_header(stored_.data(), offset_, header_);
     if (!wrong.empty()) return fail(wrong);
-    return read_blocks(file, visit) && skip_appendix(file);
+    return read_blocks(in, visit) && skip_appendix(in);
 }
 
 bool NfcapdReader::fail(const std::string& problem) {
@@ -55,20 +55,21 @@ bool NfcapdReader::fail(const std::string& problem) {
     return false;
 }
 
-bool NfcapdReader::take(std::FILE* file, size_t size, const std::string& what) {
+bool NfcapdReader::take(std::istream& in, size_t size, const std::string& what) {
     stored_.resize(size);
-    const size_t got = std::fread(stored_.data(), 1, size, file);
+    in.read(reinterpret_cast<char*>(stored_.data()), static_cast<std::streamsize>(size));
+    const auto got = static_cast<size_t>(in.gcount());
     offset_ += got;
     if (got == size) return true;
-    if (std::ferror(file)) return fail(std::string("cannot read: ") + std::strerror(errno));
+    if (in.bad()) return fail("cannot read the file");
     const std::string where = got == 0 ? "before " : "after " + count_of(got, size) + " bytes of ";
     return fail("truncated: the file ends " + where + what);
 }
 
-bool NfcapdReader::read_blocks(std::FILE* file, const Visit& visit) {
+bool NfcapdReader::read_blocks(std::istream& in, const Visit& visit) {
     for (block_ = 1; block_ <= header_.blocks; ++block_) {
         record_ = 0;
-        if (!take(file, block_header_size, "its header")) return false;
+        if (!take(in, block_header_size, "its header")) return false;
         const unsigned long records = load32(stored_.data());
         const size_t size = load32(stored_.data() + 4);
         const uint16_t type = load16(stored_.data() + 8);
@@ -79,7 +80,7 @@ bool NfcapdReader::read_blocks(std::FILE* file, const Visit& visit) {
             return fail("size " + std::to_string(size) + " above the limit of " + std::to_string(max_block_size) +
                         " bytes");
         if (records == 0) return fail("no records");
-        if (!take(file, size, "its payload")) return false;
+        if (!take(in, size, "its payload")) return false;
         if (type != v3_block) {
             skipped_ += records;
             continue;
@@ -126,22 +127,22 @@ bool NfcapdReader::read_records(const unsigned char* payload, size_t size, unsig
 
 // The appendix (the file's ident and summary) is not needed for the flows;
 // it is read past only to be sure that the file is whole.
-bool NfcapdReader::skip_appendix(std::FILE* file) {
+bool NfcapdReader::skip_appendix(std::istream& in) {
     if (header_.appendix_blocks == 0) return true;
     if (header_.appendix_offset < offset_)
         return fail("the appendix at offset " + std::to_string(header_.appendix_offset) +
                     " lies inside the data blocks, which end at " + std::to_string(offset_));
     for (uint64_t gap = header_.appendix_offset - offset_; gap > 0;) {
         const size_t step = gap < max_block_size ? static_cast<size_t>(gap) : max_block_size;
-        if (!take(file, step, "the appendix at offset " + std::to_string(header_.appendix_offset))) return false;
+        if (!take(in, step, "the appendix at offset " + std::to_string(header_.appendix_offset))) return false;
         gap -= step;
     }
     for (unsigned i = 1; i <= header_.appendix_blocks; ++i) {
         const std::string block = "appendix block " + count_of(i, header_.appendix_blocks);
-        if (!take(file, block_header_size, "the header of " + block)) return false;
+        if (!take(in, block_header_size, "the header of " + block)) return false;
         const size_t size = load32(stored_.data() + 4);
         if (size > max_block_size) return fail(block + ": size " + std::to_string(size) + " above the limit");
-        if (!take(file, size, block)) return false;
+        if (!take(in, size, block)) return false;
     }
     return true;
 }

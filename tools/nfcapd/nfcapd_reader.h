@@ -1,7 +1,7 @@
 #pragma once
 
-#include <cstdio>
 #include <functional>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -26,7 +26,7 @@ public:
     // flows visited before are the caller's to undo. Read sequentially: a
     // pipe does.
     bool read(const std::string& path, const Visit& visit);
-    bool read(std::FILE* file, const std::string& name, const Visit& visit);
+    bool read(std::istream& in, const std::string& name, const Visit& visit);
 
     const std::string& problem() const { return problem_; }
     // Over every file read so far.
@@ -34,11 +34,11 @@ public:
     unsigned long skipped() const { return skipped_; }
 
 private:
-    bool read_blocks(std::FILE* file, const Visit& visit);
+    bool read_blocks(std::istream& in, const Visit& visit);
     bool read_records(const unsigned char* payload, size_t size, unsigned long count, const Visit& visit);
-    bool skip_appendix(std::FILE* file);
+    bool skip_appendix(std::istream& in);
     // Reads size bytes into stored_, or fails naming what the file ends in.
-    bool take(std::FILE* file, size_t size, const std::string& what);
+    bool take(std::istream& in, size_t size, const std::string& what);
     bool fail(const std::string& problem);
 
     std::string name_;
