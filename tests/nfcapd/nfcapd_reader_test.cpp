@@ -3,6 +3,7 @@
 // import of 'nfdump -o json' makes of it, in a time zone with summer time.
 #include <gtest/gtest.h>
 
+#include <future>
 #include <tuple>
 #include <map>
 
@@ -48,34 +49,39 @@ uint32_t le32(const string& bytes, size_t at) {
     return value;
 }
 
-// The captures read here, made on first use, as ctest runs each test in a
-// process of its own: the sent file as v9 with each compression and as v5
-// over IPv6; its first 20 flows as v9, plain and with LZ4.
-const string& capture(const string& name) {
+// The captures a test reads, made at once: the sent file as v9 with each
+// compression and as v5 over IPv6; its first 20 flows as v9, plain and with
+// LZ4. nfcapd's buffer holds a whole capture, so that none loses a flow to
+// the others.
+std::vector<string> captures(const std::vector<string>& names) {
     setenv("TZ", "Europe/Berlin", 1);  // for nfdump too, which prints local time
     tzset();
     static const TempDir dir;
     static const string sent = sent_file(dir);
-    static std::map<string, string> files;
     static const std::map<string, std::tuple<string, Args, string>> how = {
         {"v9", {"127.0.0.1", {}, "9"}},         {"v9 LZO", {"127.0.0.1", {"-z"}, "9"}},
         {"v9 BZ2", {"127.0.0.1", {"-j"}, "9"}}, {"v9 LZ4", {"127.0.0.1", {"-y"}, "9"}},
         {"v5 over IPv6", {"::1", {"-6"}, "5"}}, {"small", {"127.0.0.1", {}, "9"}},
         {"small LZ4", {"127.0.0.1", {"-y"}, "9"}},
     };
-    if (files.count(name) == 0) {
-        const auto& [address, options, version] = how.at(name);
-        const string count = name.rfind("small", 0) == 0 ? "20" : "70000";  // above 65535: all
-        files[name] = nfcapd_capture(dir, name, address, options, {"-u", "-f", sent, "-v", version, "-c", count, "-t", "40"});
-    }
-    return files[name];
+    std::vector<std::future<string>> made;
+    for (const string& name : names)
+        made.push_back(std::async(std::launch::async, [&name] {
+            const auto& [address, options, version] = how.at(name);
+            const string count = name.rfind("small", 0) == 0 ? "20" : "70000";  // above 65535: all
+            return nfcapd_capture(dir, name, address, options, {"-u", "-f", sent, "-v", version, "-c", count, "-t", "40"});
+        }));
+    std::vector<string> files;
+    for (auto& file : made) files.push_back(file.get());
+    return files;
 }
 
 }  // namespace
 
 TEST(NfcapdReader, EveryFlowGivesTheRecordThatNfdumpsJsonGives) {
-    for (const char* name : {"v9", "v9 LZO", "v9 BZ2", "v9 LZ4", "v5 over IPv6"}) {
-        const string path = capture(name);
+    const std::vector<string> names = {"v9", "v9 LZO", "v9 BZ2", "v9 LZ4", "v5 over IPv6"}, files = captures(names);
+    for (size_t n = 0; n < names.size(); ++n) {
+        const string &name = names[n], &path = files[n];
         std::vector<string> native;
         Vorn::NfcapdReader reader;
         ASSERT_TRUE(reader.read(path, [&](const Vorn::TrafficStat& flow) { return native.push_back(flow.to_str_json()), string(); }))
@@ -119,7 +125,8 @@ TEST(NfdumpClock, ReadsLocalTimeBackAsTheImportDoesAcrossSummerTime) {
 
 TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
     const TempDir dir;
-    const string small = read_file(capture("small")), small_lz4 = read_file(capture("small LZ4"));
+    const std::vector<string> files = captures({"small", "small LZ4"});
+    const string small = read_file(files[0]), small_lz4 = read_file(files[1]);
     // One block of 22 records: the exporter (at 52), 20 flows (the first at
     // 84, elements from 96: IPv4 addresses, IPv6 next hop, generic at 128,
     // AS, misc at 192, router), the exporter's statistics (32 bytes); then the

@@ -26,7 +26,7 @@ void stop(pid_t pid) {
 
 std::string nfcapd_capture(const TempDir& dir, const std::string& name, const std::string& address, const Args& options,
                            const Args& strell_args) {
-    const std::string flows = dir.file("flows"), log = dir.file("nfcapd.log");
+    const std::string flows = dir.file(name + ".flows"), log = dir.file(name + ".log");
     for (int attempt = 0; attempt < 10; ++attempt) {
         std::filesystem::remove_all(flows);
         std::filesystem::create_directory(flows);

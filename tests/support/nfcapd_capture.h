@@ -11,7 +11,7 @@ namespace StrellTest {
 // free port, with a 4 MiB receive buffer and the options given (a
 // compression), strell run against it with strell_args, then nfcapd stopped,
 // so that it closes its file. Returns that file, moved to dir/name; throws
-// when nfcapd or strell fail.
+// when nfcapd or strell fail. Captures of other names may run meanwhile.
 std::string nfcapd_capture(const TempDir& dir, const std::string& name, const std::string& address, const Args& options,
                            const Args& strell_args);
 
