@@ -14,7 +14,8 @@ namespace Vorn {
 // nfdump prints flow times in local time to the millisecond; a record keeps
 // whole seconds. Read back as mktime reads the minute, plus its seconds. In
 // the hour that repeats when summer time ends, a minute is taken as its first
-// occurrence, whatever mktime guesses from the calls before.
+// occurrence, whatever mktime guesses from the calls before. Minutes read are
+// kept: the time zone must not change meanwhile.
 int64_t local_time_seconds(const std::tm& local);
 
 // The seconds that a record keeps of a time nfdump prints from msec (ms since
