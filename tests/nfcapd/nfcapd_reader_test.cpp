@@ -9,6 +9,7 @@
 
 #include "detail_lines.h"
 #include "nfcapd_capture.h"
+#include "tools/nfcapd/capture_files.h"
 #include "tools/nfcapd/nfcapd_reader.h"
 #include "tools/vorn_detail/nfdump_flow.h"
 
@@ -199,4 +200,18 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
         EXPECT_FALSE(reader.read(dir.write("damaged", patched(c.file, c.cut, c.patches)), [](const Vorn::TrafficStat&) { return string(); }));
         EXPECT_EQ(reader.problem(), dir.file("damaged") + ": " + c.message);
     }
+}
+
+TEST(CaptureFiles, AreTheTreesNfcapdFilesInPathOrderButTheCurrentOne) {
+    const TempDir dir;
+    std::filesystem::create_directories(dir.file("a/x")), std::filesystem::create_directories(dir.file("b"));
+    for (const char* name : {"b/nfcapd.202401010005", "a/nfcapd.202401010010", "nfcapd.202401010000", "nfcapd.current.7",
+                             "a/x/notes", "nfcapd.201912312355"})
+        dir.write(name, "");
+    std::vector<string> files;
+    EXPECT_EQ(Vorn::capture_files(dir.path, files), "");
+    EXPECT_EQ(files, (std::vector<string>{dir.file("a/nfcapd.202401010010"), dir.file("b/nfcapd.202401010005"),
+                                          dir.file("nfcapd.201912312355"), dir.file("nfcapd.202401010000")}));
+    EXPECT_EQ(Vorn::capture_files(dir.file("a/x"), files), dir.file("a/x") + ": no capture files (nfcapd.*) in it");
+    EXPECT_EQ(Vorn::capture_files(dir.file("c"), files), "cannot read " + dir.file("c") + ": No such file or directory");
 }
