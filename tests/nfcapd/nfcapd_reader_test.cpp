@@ -109,15 +109,20 @@ TEST(NfdumpClock, ReadsLocalTimeBackAsTheImportDoesAcrossSummerTime) {
     setenv("TZ", "Europe/Berlin", 1);
     tzset();
     // Clocks go from 02:00 to 03:00 at 01:00 UTC on 2024-03-31 and back from
-    // 03:00 to 02:00 at 01:00 UTC on 2024-10-27: the second 02:xx reads as the first.
+    // 03:00 to 02:00 at 01:00 UTC on 2024-10-27: the second 02:xx reads as the
+    // first, forwards and backwards (mktime alone takes the one nearer its
+    // last call).
     const int64_t spring = 1711846800, autumn = 1729990800;
-    Vorn::NfdumpClock clock;
     int64_t seconds = 0;
     for (int64_t change : {spring, autumn})
-        for (int64_t t = change - 7200; t < change + 7200; t += 13) {
-            ASSERT_TRUE(clock.seconds(static_cast<uint64_t>(t) * 1000 + 999, seconds));
-            ASSERT_EQ(seconds, change == autumn && t >= change ? t - 3600 * (t < change + 3600) : t) << t;
+        for (int64_t step : {13, -13}) {
+            Vorn::NfdumpClock clock;
+            for (int64_t t = step > 0 ? change - 7200 : change + 7199; t >= change - 7200 && t < change + 7200; t += step) {
+                ASSERT_TRUE(clock.seconds(static_cast<uint64_t>(t) * 1000 + 999, seconds));
+                ASSERT_EQ(seconds, change == autumn && t >= change ? t - 3600 * (t < change + 3600) : t) << t;
+            }
         }
+    Vorn::NfdumpClock clock;
     // nfdump prints four-digit years only, as far as the import reads.
     EXPECT_TRUE(clock.seconds(253402297199999, seconds));  // 9999-12-31T23:59:59 in Berlin
     EXPECT_EQ(seconds, 253402297199);

@@ -118,17 +118,20 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
         flow.router_ip_netflow_from = v4(e[ipv4_router]);  // ip4_router
 
     if (const unsigned char* g = e[generic]) {
+        const uint64_t msec_first = load64(g), msec_last = load64(g + 8), msec_received = load64(g + 16);
         int64_t first = 0, last = 0, received = 0;  // first, last, received
-        if (!clock_.seconds(load64(g), first) || !set(first, flow.ts_first))
-            return "first seen at " + std::to_string(load64(g)) + " ms, out of the record's range";
-        if (!clock_.seconds(load64(g + 8), last) || !set(last, flow.ts_last))
-            return "last seen at " + std::to_string(load64(g + 8)) + " ms, out of the record's range";
-        if (!clock_.seconds(load64(g + 16), received) || received < std::numeric_limits<int32_t>::min() ||
+        const auto out_of_range = [](const char* what, uint64_t msec) {
+            return std::string(what) + " at " + std::to_string(msec) + " ms, out of the record's range";
+        };
+        if (!clock_.seconds(msec_first, first) || !set(first, flow.ts_first)) return out_of_range("first seen", msec_first);
+        if (!clock_.seconds(msec_last, last) || !set(last, flow.ts_last)) return out_of_range("last seen", msec_last);
+        if (!clock_.seconds(msec_received, received) || received < std::numeric_limits<int32_t>::min() ||
             received > std::numeric_limits<int32_t>::max())
-            return "received at " + std::to_string(load64(g + 16)) + " ms, out of the record's range";
+            return out_of_range("received", msec_received);
         flow.timestamp = static_cast<int32_t>(received);
-        if (!set(load64(g + 24), flow.d_pkt)) return too_large("packets", load64(g + 24), UINT32_MAX);  // in_packets
-        if (!set(load64(g + 32), flow.d_oct)) return too_large("bytes", load64(g + 32), UINT32_MAX);    // in_bytes
+        const uint64_t packets = load64(g + 24), bytes = load64(g + 32);
+        if (!set(packets, flow.d_pkt)) return too_large("packets", packets, UINT32_MAX);  // in_packets
+        if (!set(bytes, flow.d_oct)) return too_large("bytes", bytes, UINT32_MAX);        // in_bytes
         flow.proto = g[44];                                                                             // proto
         flow.tos = g[47];                                                                               // src_tos
         if (shows_icmp(flow.proto)) {

@@ -11,13 +11,13 @@ bool same_minute(const std::tm& a, const std::tm& b) {
            a.tm_min == b.tm_min;
 }
 
-// The minute read in standard and in summer time; of the readings that show
+// The minute read in summer and in standard time; of the readings that show
 // as the minute again, the earlier. mktime alone, for a minute that no
 // reading shows (one that local time skips).
 int64_t minute_start(const std::tm& local) {
     bool found = false;
     int64_t start = 0;
-    for (int dst : {0, 1}) {
+    for (int dst : {1, 0}) {
         std::tm tm{};
         tm.tm_year = local.tm_year, tm.tm_mon = local.tm_mon, tm.tm_mday = local.tm_mday;
         tm.tm_hour = local.tm_hour, tm.tm_min = local.tm_min, tm.tm_isdst = dst;
