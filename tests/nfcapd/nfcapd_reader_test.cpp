@@ -11,6 +11,7 @@
 #include "nfcapd_capture.h"
 #include "tools/nfcapd/capture_files.h"
 #include "tools/nfcapd/nfcapd_reader.h"
+#include "tools/nfcapd/nfdump_view.h"
 #include "tools/vorn_detail/nfdump_flow.h"
 
 using namespace StrellTest;
@@ -127,6 +128,23 @@ TEST(NfdumpClock, ReadsLocalTimeBackAsTheImportDoesAcrossSummerTime) {
     EXPECT_TRUE(clock.seconds(253402297199999, seconds));  // 9999-12-31T23:59:59 in Berlin
     EXPECT_EQ(seconds, 253402297199);
     EXPECT_FALSE(clock.seconds(253402297200000, seconds));
+}
+
+TEST(NfdumpView, NextHopInTheFirstHalfOfAnIpv6AddressComesBackAsIpv4ForIpv4FlowsOnly) {
+    const auto settled = [](const char* source, const char* hop) {
+        Vorn::TrafficStat record;
+        record.s_addr = Vorn::IP_address::from_string(source);
+        if (hop != nullptr) record.nexthop_addr = Vorn::IP_address::from_string(hop);
+        Vorn::settle_next_hop(record, hop != nullptr);
+        return record.nexthop_addr.to_string();
+    };
+    EXPECT_EQ(settled("10.0.0.1", "0:0:a00:fe::"), "10.0.0.254");
+    EXPECT_EQ(settled("10.0.0.1", "10.0.0.9"), "10.0.0.9");
+    EXPECT_EQ(settled("10.0.0.1", "1:0:a00:fe::"), "1:0:a00:fe::");
+    EXPECT_EQ(settled("10.0.0.1", "0:0:a00:fe::1"), "0:0:a00:fe::1");
+    EXPECT_EQ(settled("2001:db8::1", "0:0:a00:fe::"), "0:0:a00:fe::");
+    EXPECT_EQ(settled("10.0.0.1", nullptr), "0.0.0.0");
+    EXPECT_EQ(settled("2001:db8::1", nullptr), "::");
 }
 
 TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {

@@ -80,7 +80,6 @@ void settle_next_hop(TrafficStat& record, bool next_hop_shown) {
     IP_address& hop = record.nexthop_addr;
     const bool v6_flow = record.s_addr.family() == IP_address::IPv6;
     if (!next_hop_shown) {
-        hop = IP_address();
         if (v6_flow) hop.from_int(0L, 0L);
         return;
     }

@@ -47,7 +47,7 @@ inline bool shows_icmp(uint8_t proto) { return proto == 1 || proto == 58; }
 // half of an IPv6 address (10.0.0.254 shows as 0:0:a00:fe::), is taken back as
 // IPv4, so that an imported capture replays as it was sent (v9 refuses flows
 // of mixed families). Without a next hop shown, the zero address of the
-// flow's family.
+// flow's family: :: for IPv6, the unset 0.0.0.0 left for IPv4.
 void settle_next_hop(TrafficStat& record, bool next_hop_shown);
 
 }  // namespace Vorn
