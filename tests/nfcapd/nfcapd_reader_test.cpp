@@ -4,11 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <tuple>
 #include <map>
 
 #include "detail_lines.h"
-#include "nfcapd_capture.h"
 #include "tools/nfcapd/capture_files.h"
 #include "tools/nfcapd/nfcapd_reader.h"
 #include "tools/nfcapd/nfdump_view.h"
@@ -60,21 +58,24 @@ std::vector<string> captures(const std::vector<string>& names) {
     tzset();
     static const TempDir dir;
     static const string sent = sent_file(dir);
-    static const std::map<string, std::tuple<string, Args, string>> how = {
-        {"v9", {"127.0.0.1", {}, "9"}},         {"v9 LZO", {"127.0.0.1", {"-z"}, "9"}},
-        {"v9 BZ2", {"127.0.0.1", {"-j"}, "9"}}, {"v9 LZ4", {"127.0.0.1", {"-y"}, "9"}},
-        {"v5 over IPv6", {"::1", {"-6"}, "5"}}, {"small", {"127.0.0.1", {}, "9"}},
-        {"small LZ4", {"127.0.0.1", {"-y"}, "9"}},
-    };
-    std::vector<std::future<string>> made;
-    for (const string& name : names)
-        made.push_back(std::async(std::launch::async, [&name] {
-            const auto& [address, options, version] = how.at(name);
-            const string count = name.rfind("small", 0) == 0 ? "20" : "70000";  // above 65535: all
-            return nfcapd_capture(dir, name, address, options, {"-u", "-f", sent, "-v", version, "-c", count, "-t", "40"});
-        }));
+    static const std::map<string, std::pair<string, string>> how = {  // nfcapd's option, version
+        {"v9", {"", "9"}},      {"v9 LZO", {"-z", "9"}},       {"v9 BZ2", {"-j", "9"}}, {"v9 LZ4", {"-y", "9"}},
+        {"v5 over IPv6", {"-6", "5"}}, {"small", {"", "9"}}, {"small LZ4", {"-y", "9"}}};
+    std::vector<std::future<ProgramRun>> made;
     std::vector<string> files;
-    for (auto& file : made) files.push_back(file.get());
+    for (const string& name : names) {
+        files.push_back(dir.file(name));
+        made.push_back(std::async(std::launch::async, [&name, file = files.back()] {
+            const auto& [option, version] = how.at(name);
+            Args args = {NFCAPD_CAPTURE, STRELL_BINARY, file};
+            if (!option.empty()) args.push_back(option);
+            const string count = name.rfind("small", 0) == 0 ? "20" : "70000";  // above 65535: all
+            args.insert(args.end(), {"--", "-u", "-f", sent, "-v", version, "-c", count, "-t", "40"});
+            return run_program("bash", args, nullptr, "");
+        }));
+    }
+    for (auto& run : made)
+        if (const ProgramRun done = run.get(); done.status != 0) throw std::runtime_error("no capture: " + done.err);
     return files;
 }
 
