@@ -1,6 +1,9 @@
+#include <unistd.h>
+
 #include <iostream>
 
 #include "vorn/log/log_stream.h"
+#include "tools/vorn_detail/descriptor_stream.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/standard_descriptors.h"
 
@@ -18,11 +21,10 @@ public:
 
 int main(int argc, char** argv) {
     const bool input_closed = Vorn::occupy_closed_standard_descriptors();
-    std::istream no_input(nullptr);  // bad from the start
+    Vorn::DescriptorStream standard_input(input_closed ? -1 : STDIN_FILENO, "standard input", false);
     StderrLogger logger;
     Vorn::LogStream::init(&logger);
-    const int status =
-        Vorn::run_vorn_detail({argv + 1, argv + argc}, input_closed ? no_input : std::cin, std::cout, std::cerr);
+    const int status = Vorn::run_vorn_detail({argv + 1, argv + argc}, standard_input, std::cout, std::cerr);
     Vorn::LogStream::init(nullptr);
     return status;
 }

@@ -1,7 +1,9 @@
+#include <new>
 #include <ostream>
 
 #include "tools/vorn_detail/capture_commands.h"
 #include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/failure.h"
 
 namespace Vorn {
 
@@ -93,23 +95,43 @@ const char* const vorn_detail_usage =
     "2 usage error, 3 compare found differences; a write or import ended by\n"
     "a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
-int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+namespace {
+
+int run_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
         out << vorn_detail_usage;
         return exit_ok;
     }
-    if (args.size() == 2 && args[0] == "dump") return dump_detail_file(args[1], out, err);
+    if (args.size() == 2 && args[0] == "dump") {
+        dump_detail_file(args[1], out, err);
+        return exit_ok;
+    }
     if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
-        if (args[2] == "new") return write_detail_file(DetailFormat::New, args[3], in, err);
-        if (args[2] == "old") return write_detail_file(DetailFormat::Old, args[3], in, err);
-        err << "vorn-detail: unknown format '" << args[2] << "' (new or old)\n";
-        return exit_usage;
+        if (args[2] != "new" && args[2] != "old") throw Failure("unknown format '" + args[2] + "' (new or old)", exit_usage);
+        write_detail_file(args[2] == "new" ? DetailFormat::New : DetailFormat::Old, args[3], in, err);
+        return exit_ok;
     }
     const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
     if (!args.empty() && args[0] == "import") return import_command(rest, in, err);
     if (!args.empty() && args[0] == "compare") return compare_command(rest, in, out, err);
     err << vorn_detail_usage;
     return exit_usage;
+}
+
+}  // namespace
+
+int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+    try {
+        return run_command(args, in, out, err);
+    } catch (const Failure& failure) {
+        err << "vorn-detail: " << failure.what() << "\n";
+        return failure.status();
+    } catch (const std::bad_alloc&) {
+        err << "vorn-detail: out of memory\n";
+    } catch (const std::exception& unexpected) {
+        err << "vorn-detail: " << unexpected.what() << "\n";
+    }
+    return exit_failure;
 }
 
 }  // namespace Vorn
