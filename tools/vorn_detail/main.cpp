@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <set>
+#include <string>
 
 #include "vorn/log/log_stream.h"
 #include "tools/vorn_detail/descriptor_stream.h"
@@ -9,12 +11,17 @@
 
 namespace {
 
-// The reader's diagnostics, one per line, straight to standard error.
+// The reader's diagnostics, one per line, straight to standard error; each
+// once, since compare reads its file several times.
 class StderrLogger : public Vorn::Logger {
 public:
     void write(Level, const std::string& facility, const std::string& text) override {
-        std::cerr << facility << ": " << text << '\n';
+        std::string line = facility + ": " + text + '\n';
+        if (written_.insert(line).second) std::cerr << line;
     }
+
+private:
+    std::set<std::string> written_;
 };
 
 }  // namespace
