@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <memory>
 
 #include "tools/vorn_detail/capture.h"
 #include "tools/vorn_detail/detail_commands.h"
