@@ -10,7 +10,7 @@
 namespace Vorn {
 
 DescriptorStream::DescriptorStream(int fd, std::string name, bool owned)
-    : std::istream(nullptr), buffer_(fd, std::move(name)), owned_(owned && fd >= 0) {
+    : std::istream(nullptr), buffer_(fd, std::move(name)), owned_(owned) {
     if (fd < 0) return;  // no buffer: bad
     rdbuf(&buffer_);
     // A Failure from the buffer passes through getline and the like.

@@ -12,7 +12,8 @@ namespace Vorn {
 class DescriptorStream : public std::istream {
 public:
     // fd < 0 stands for a descriptor the program was started without: the
-    // stream is bad from the start. An owned descriptor is closed at the end.
+    // stream is bad from the start. An owned descriptor (never -1) is closed
+    // at the end.
     DescriptorStream(int fd, std::string name, bool owned);
     ~DescriptorStream() override;
     DescriptorStream(const DescriptorStream&) = delete;
