@@ -79,7 +79,7 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
     const auto second = [&flow](const char* key, json value) { json f = flow; return f[key] = std::move(value), json::array({flow, f}).dump(); };
     const string two = json::array({flow, flow}).dump(), cut = "vorn-detail: cannot read fifo: a FIFO (a detail file is read by seeking: copy the stream to a file first)\n";
     const string v9_ends = "a v9 replay ends there (strell prints \"Incorrect netflow data\" and exits with status 1, the datagram being filled unsent)";
-    const string directory = ": a directory (a capture is the JSON text that 'nfdump -o json' prints)\n", closed = "vorn-detail: cannot read standard input: it is closed\n";
+    const string usage = vorn_detail({"--help"}).out, directory = ": a directory (a capture is the JSON text that 'nfdump -o json' prints)\n", closed = "vorn-detail: cannot read standard input: it is closed\n";
     const struct { string command, input; int status; string err, out = ""; } cases[] = {
         {"write --format new out.vorn <&-", "", 1, closed}, {"import --format new out.vorn <&-", "", 1, closed},
         {"compare --sent-as v9 sent.vorn <&-", "", 1, closed}, {"compare --sent-as v5 sent.vorn - <&-", "", 1, closed},
@@ -92,7 +92,7 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
         {"dump fifo", "", 1, cut}, {"compare --sent-as v9 fifo -", "[]", 1, cut},
         {"dump none.vorn", "", 1, "vorn-detail: cannot read none.vorn: No such file or directory\n"},
         {"import --format new out.vorn none.json", "", 1, "vorn-detail: cannot open none.json: No such file or directory\n"},
-        {"write --format csv out.vorn", "", 2, "vorn-detail: unknown format 'csv' (new or old)\n"},
+        {"write --format csv out.vorn", "", 2, "vorn-detail: unknown format 'csv' (new or old)\n"}, {"import --format", "", 2, usage},
         {"write --format new out.vorn", line3("{\"s_addr\":"), 1, "vorn-detail: line 3: invalid JSON at byte 11\n"},
         {"write --format old out.vorn", line3("{\"sport\":1e999}"), 1, "vorn-detail: line 3: invalid JSON: number out of range\n"},
         {"write --format new out.vorn", line3(edited("sport", nullptr)), 1, "vorn-detail: line 3: missing key \"sport\"\n"},
