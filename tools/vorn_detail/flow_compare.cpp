@@ -104,7 +104,7 @@ private:
     // some extra flow shares; the counts are done with then.
     void find_missing() {
         std::vector<uint64_t> extra_identities;
-        if (missing_ > 0 && extras_.size() > 0) {
+        if (missing_ > 0) {
             extra_identities.reserve(extras_.size());
             extras_.for_each([&](const ComparedFlow& f, unsigned long) { extra_identities.push_back(identity_fingerprint(f)); });
             std::sort(extra_identities.begin(), extra_identities.end());
