@@ -127,11 +127,13 @@ int run_command(const std::vector<std::string>& args, std::istream& in, std::ost
         write_detail_file(args[2] == "new" ? DetailFormat::New : DetailFormat::Old, args[3], in, err);
         return exit_ok;
     }
-    const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
-    if (!args.empty() && args[0] == "import") return import_command(rest, in, err);
-    if (!args.empty() && args[0] == "compare") return compare_command(rest, in, out, err);
-    err << vorn_detail_usage;
-    return exit_usage;
+    const bool capture_command = !args.empty() && (args[0] == "import" || args[0] == "compare");
+    if (!capture_command) {
+        err << vorn_detail_usage;
+        return exit_usage;
+    }
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    return args[0] == "import" ? import_command(rest, in, err) : compare_command(rest, in, out, err);
 }
 
 }  // namespace
