@@ -26,7 +26,8 @@ Capture::Capture(const std::string& path, std::istream& in)
     stream_ = file_.get();
     struct stat info;
     if (fstat(fd, &info) == 0 && S_ISDIR(info.st_mode))
-        throw Failure("cannot read " + path + ": a directory (a capture is the JSON text that 'nfdump -o json' prints)");
+        throw Failure("cannot read " + path +
+                      ": a directory (a capture is the JSON text that 'nfdump -o json' prints)");
 }
 
 Capture::~Capture() = default;

@@ -34,7 +34,8 @@ std::vector<std::string> split(const std::string& list) {
 
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err) {
     if (args.size() < 3 || args.size() > 4 || args[0] != "--format") return usage(err);
-    if (args[1] != "new" && args[1] != "old") throw Failure("unknown format '" + args[1] + "' (new or old)", exit_usage);
+    if (args[1] != "new" && args[1] != "old")
+        throw Failure("unknown format '" + args[1] + "' (new or old)", exit_usage);
     const DetailFormat format = args[1] == "new" ? DetailFormat::New : DetailFormat::Old;
     // The count is for a person watching, not for a log or a pipe.
     const bool progress = &err == &std::cerr && isatty(STDERR_FILENO) == 1;
@@ -68,7 +69,8 @@ int compare_command(const std::vector<std::string>& args, std::istream& in, std:
     // The capture is opened once the file is known to be readable: a FIFO's
     // open waits for a writer.
     const std::string capture = args.size() == at + 2 ? args[at + 1] : "-";
-    return compare_capture(args[at], sent_as, ignored, [&] { return std::make_unique<Capture>(capture, in); }, out, err);
+    const auto open_capture = [&] { return std::make_unique<Capture>(capture, in); };
+    return compare_capture(args[at], sent_as, ignored, open_capture, out, err);
 }
 
 }  // namespace Vorn

@@ -28,7 +28,9 @@ struct Candidate {
     uint64_t identity;
     uint32_t index;
     uint32_t partner = none;
-    bool operator<(const Candidate& o) const { return identity != o.identity ? identity < o.identity : index < o.index; }
+    bool operator<(const Candidate& o) const {
+        return identity != o.identity ? identity < o.identity : index < o.index;
+    }
 };
 
 uint32_t index_of(unsigned long index) {
@@ -106,9 +108,11 @@ private:
         std::vector<uint64_t> extra_identities;
         if (missing_ > 0) {
             extra_identities.reserve(extras_.size());
-            extras_.for_each([&](const ComparedFlow& f, unsigned long) { extra_identities.push_back(identity_fingerprint(f)); });
+            extras_.for_each(
+                [&](const ComparedFlow& f, unsigned long) { extra_identities.push_back(identity_fingerprint(f)); });
             std::sort(extra_identities.begin(), extra_identities.end());
-            extra_identities.erase(std::unique(extra_identities.begin(), extra_identities.end()), extra_identities.end());
+            const auto end = std::unique(extra_identities.begin(), extra_identities.end());
+            extra_identities.erase(end, extra_identities.end());
             // Untouched room costs address space only.
             missing_candidates_.reserve(missing_);
         }
@@ -136,7 +140,8 @@ private:
         if (missing_candidates_.empty()) return;
         std::sort(missing_candidates_.begin(), missing_candidates_.end());
         const auto has_identity = [this](uint64_t identity) {
-            const auto at = std::lower_bound(missing_candidates_.begin(), missing_candidates_.end(), Candidate{identity, 0});
+            const Candidate key{identity, 0};
+            const auto at = std::lower_bound(missing_candidates_.begin(), missing_candidates_.end(), key);
             return at != missing_candidates_.end() && at->identity == identity;
         };
         std::vector<Candidate> extra_candidates;

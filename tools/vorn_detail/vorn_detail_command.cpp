@@ -123,7 +123,8 @@ int run_command(const std::vector<std::string>& args, std::istream& in, std::ost
         return exit_ok;
     }
     if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
-        if (args[2] != "new" && args[2] != "old") throw Failure("unknown format '" + args[2] + "' (new or old)", exit_usage);
+        if (args[2] != "new" && args[2] != "old")
+            throw Failure("unknown format '" + args[2] + "' (new or old)", exit_usage);
         write_detail_file(args[2] == "new" ? DetailFormat::New : DetailFormat::Old, args[3], in, err);
         return exit_ok;
     }
