@@ -15,7 +15,6 @@
 
 namespace Strell {
 
-using Vorn::IP_address;
 
 namespace {
 
@@ -180,8 +179,7 @@ void Netflow_v5_Packet::add_record(const StrellRecord& fields) {
 }
 
 void Netflow_v5_Packet::add_record(const Vorn::TrafficFlowRecord& flow) {
-    if (flow.s_addr.family() == IP_address::IPv6 || flow.d_addr.family() == IP_address::IPv6 ||
-        flow.nexthop_addr.family() == IP_address::IPv6) {
+    if (Vorn::has_ipv6_address(flow)) {
         return;
     }
     add_flow(FlowRecordValues(flow));

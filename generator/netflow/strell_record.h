@@ -50,8 +50,7 @@ public:
     // are all IPv4 or all IPv6.
     static void require_one_family(const Vorn::TrafficFlowRecord& flow) {
         const auto source = flow.s_addr.family();
-        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || flow.d_addr.family() != source ||
-            flow.nexthop_addr.family() != source) {
+        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || !Vorn::one_address_family(flow)) {
             refuse_mixed_families();
         }
     }

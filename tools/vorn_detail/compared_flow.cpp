@@ -108,7 +108,7 @@ FlowView::FlowView(SentAs sent_as, const std::vector<std::string>& ignored) : se
     }
 }
 
-bool FlowView::carries(const TrafficFlowRecord& flow) const { return sent_as_ == SentAs::V9 || !v5_skips(flow); }
+bool FlowView::carries(const TrafficFlowRecord& flow) const { return sent_as_ == SentAs::V9 || !has_ipv6_address(flow); }
 
 ComparedFlow FlowView::project(const TrafficFlowRecord& in) const {
     ComparedFlow out{};
