@@ -151,7 +151,7 @@ int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std:
     try {
         return run_command(args, in, out, err);
     } catch (const Failure& failure) {
-        err << "vorn-detail: " << failure.what() << "\n";
+        err << failure.what() << "\n";
         return failure.status();
     } catch (const std::bad_alloc&) {
         err << "vorn-detail: out of memory\n";
