@@ -8,8 +8,7 @@ make_mixed_file
 
 # version, compression, its number in the file header, nfcapd's option
 for entry in "9 none 0" "9 LZO 1 -z" "9 BZ2 2 -j" "9 LZ4 3 -y" "5 none 0"; do
-    read -r version compression number option <<<"$entry"
-    name="v$version, $compression"
+    read -r version compression number option <<<"$entry" && name="v$version, $compression"
     start_nfcapd 4194304 ${option:-}
     "$STRELL" -u -f "$WORK/mixed.vorn" -v "$version" -p "$NFCAPD_PORT" -c 70000 -t 40 >/dev/null
     stop_nfcapd
@@ -18,7 +17,6 @@ for entry in "9 none 0" "9 LZO 1 -z" "9 BZ2 2 -j" "9 LZ4 3 -y" "5 none 0"; do
         fail "$name: native import: $(cat "$WORK/import.err")"
     nfdump -R "$WORK/flows" -o json | "$VORN_DETAIL" import --format new "$WORK/json.vorn" 2>/dev/null
     cmp -s "$WORK/native.vorn" "$WORK/json.vorn" || fail "$name: the native import differs from the import of nfdump's JSON"
-    expect_eq "$name: records imported" "$(head -1 "$WORK/import.err")" "$WORK/native.vorn: new format, $(( version == 9 ? 10000 : 7500 )) records"
     # v5 carries no IPv6 flows, and nfcapd keeps no v5 masks.
     options=(--sent-as v9) && expected="equal: 10000 flows"
     [ "$version" == 5 ] && options=(--sent-as v5 --ignore src_mask,dst_mask) &&
