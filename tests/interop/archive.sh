@@ -13,10 +13,12 @@ for entry in "9 none 0" "9 LZO 1 -z" "9 BZ2 2 -j" "9 LZ4 3 -y" "5 none 0"; do
     "$STRELL" -u -f "$WORK/mixed.vorn" -v "$version" -p "$NFCAPD_PORT" -c 70000 -t 40 >/dev/null
     stop_nfcapd
     expect_eq "$name: compression in the file header" "$number" "$(od -An -tu1 -j16 -N1 "$WORK"/flows/nfcapd.2* | tr -d ' ')"
-    "$VORN_DETAIL" import --format new "$WORK/native.vorn" "$WORK/flows" 2>"$WORK/import.err" ||
-        fail "$name: native import: $(cat "$WORK/import.err")"
-    nfdump -R "$WORK/flows" -o json | "$VORN_DETAIL" import --format new "$WORK/json.vorn" 2>/dev/null
-    cmp -s "$WORK/native.vorn" "$WORK/json.vorn" || fail "$name: the native import differs from the import of nfdump's JSON"
+    "$VORN_DETAIL" import --format new "$WORK/out.vorn" "$WORK/flows" 2>"$WORK/native.err" && mv "$WORK/out.vorn" "$WORK/native.vorn" ||
+        fail "$name: native import: $(cat "$WORK/native.err")"
+    nfdump -R "$WORK/flows" -o json | "$VORN_DETAIL" import --format new "$WORK/out.vorn" 2>"$WORK/json.err"
+    # The same file, and the same notes, by ordinal, on the flows that a v5 replay skips.
+    cmp -s "$WORK/native.vorn" "$WORK/out.vorn" && cmp -s "$WORK/native.err" "$WORK/json.err" ||
+        fail "$name: the native import differs from the import of nfdump's JSON: $(diff "$WORK/native.err" "$WORK/json.err")"
     # v5 carries no IPv6 flows, and nfcapd keeps no v5 masks.
     options=(--sent-as v9) && expected="equal: 10000 flows"
     [ "$version" == 5 ] && options=(--sent-as v5 --ignore src_mask,dst_mask) &&
