@@ -20,9 +20,7 @@ for entry in "9 none 0" "9 LZO 1 -z" "9 BZ2 2 -j" "9 LZ4 3 -y" "5 none 0"; do
     cmp -s "$WORK/native.vorn" "$WORK/out.vorn" && cmp -s "$WORK/native.err" "$WORK/json.err" ||
         fail "$name: the native import differs from the import of nfdump's JSON: $(diff "$WORK/native.err" "$WORK/json.err")"
     # v5 carries no IPv6 flows, and nfcapd keeps no v5 masks.
-    options=(--sent-as v9) && expected="equal: 10000 flows"
-    [ "$version" == 5 ] && options=(--sent-as v5 --ignore src_mask,dst_mask) &&
-        expected="equal: 7500 flows (2500 flows of the file with an IPv6 address left out: v5 does not carry them)"
+    options=(--sent-as v9) && [ "$version" == 5 ] && options=(--sent-as v5 --ignore src_mask,dst_mask)
     status=0 && "$VORN_DETAIL" compare "${options[@]}" "$WORK/mixed.vorn" "$WORK/flows" >"$WORK/compare.out" || status=$?
-    expect_eq "$name: compare" "0 $expected" "$status $(tail -1 "$WORK/compare.out")"
+    expect_eq "$name: compare" "0 equal: $((version == 9 ? 10000 : 7500)) flows" "$status $(tail -1 "$WORK/compare.out" | cut -d' ' -f1-3)"
 done
