@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Real captures both ways. The mixed IPv4/IPv6 detail file is replayed as v9
-# into nfcapd; vorn-detail compare finds nfdump's view of it equal to the
-# file; the capture, imported, replays into a second nfcapd that stores the
+# into nfcapd (archive.sh compares such captures with the file); the capture,
+# imported from nfdump's JSON, replays into a second nfcapd that stores the
 # same flows, field for field. An unpaced replay into an nfcapd with a small
 # buffer loses flows, and compare counts as many missing as nfcapd did not get.
 source "$(dirname "$0")/lib.sh"
@@ -21,7 +21,6 @@ store() {  # name, detail file, nfcapd buffer, strell options...
 compare() { "$VORN_DETAIL" compare --sent-as v9 "$WORK/mixed.vorn" "$WORK/$1.json" >"$WORK/$1.out" && echo 0 || echo $?; }
 
 store first "$WORK/mixed.vorn" 4194304 -t 40
-expect_eq "compare, first capture" "0 equal: $COUNT flows" "$(compare first) $(cat "$WORK/first.out")"
 "$VORN_DETAIL" import --format new "$WORK/imported.vorn" - <"$WORK/first.json"
 store second "$WORK/imported.vorn" 4194304 -t 40
 expect_eq "flows in the second capture" $COUNT "$(wc -l <"$WORK/second.txt")"
