@@ -64,7 +64,7 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
         {[] { mask_for_single_ip(invalid_address()); }, "mask_for_single_ip: invalid address type"}});
 }
 
-TEST(IP_address, ArithmeticOrderMasksAndDatabaseColumnsKeepTheirQuirks) {
+TEST(IP_address, ArithmeticOrderAndMasksKeepTheirQuirks) {
     EXPECT_TRUE(++ip("255.255.255.255") == ip("0.0.0.0") && ++v6(5, ones) == v6(6, 0) && ++v6(ones, ones) == v6(0, 0));
     // Every IPv4 address sorts before every IPv6 one.
     EXPECT_TRUE(ip("255.255.255.255") < ip("::") && ip("::") > ip("255.255.255.255") && ip("1.2.3.4") <= ip("1.2.3.4"));
@@ -82,10 +82,27 @@ TEST(IP_address, ArithmeticOrderMasksAndDatabaseColumnsKeepTheirQuirks) {
     EXPECT_TRUE(mask_for_single_ip(ip("1.2.3.4")) == ip("255.255.255.255") && mask_for_single_ip(ip("::1")) == v6(ones, ones));
     EXPECT_TRUE(make_any_ip(IPv6) == ip("::") && make_any_ip(invalid) == ip("0.0.0.0") && is_any_ip(ip("0.0.0.0")) && is_any_ip(ip("::")));
     EXPECT_FALSE(is_any_ip(ip("::1")) || is_any_ip(invalid_address("0.0.0.0")));
-    EXPECT_TRUE(ip_to_db_low(ip("255.255.255.255")) == -1 && get_ip_id(ip("255.255.255.255")) == 4294967295ULL);
-    EXPECT_TRUE(ip_to_db_high(v6(3, ones)) == 3 && ip_to_db_type(ip("::1")) == 256);
-    EXPECT_TRUE(ip_type_from_db("256") == IPv6 && ip_type_from_db("768") == invalid && ip_from_db("-1", "junk", IPv4) == ip("255.255.255.255"));
-    EXPECT_EQ(ip_from_db("-99999999999999999999", "99999999999999999999", IPv6), v6(INT64_MAX, top));
+}
+
+TEST(IP_address, DatabaseColumnsGiveEachFamilyBackAndReadAnyTextWithoutFailing) {
+    // IPv4 low is sign-extended, its id zero-extended; the high word of an IPv4 address holds its value, yet high is 0.
+    const struct { IP_address address; int type; int64_t high, low; uint64_t id; } columns[] = {
+        {ip("200.0.0.1"), 0, 0, -0x37FFFFFF, 0xC8000001}, {ip("1.2.3.4"), 0, 0, 0x01020304, 0x01020304},
+        {v6(3, ones), 256, 3, -1, ones}, {v6(top, 7), 256, INT64_MIN, 7, 7}, {invalid_address(), 512, 0, 0, 0}};
+    for (const auto& c : columns) {
+        SCOPED_TRACE(c.type);
+        EXPECT_EQ(std::make_tuple(ip_to_db_type(c.address), ip_to_db_high(c.address), ip_to_db_low(c.address), get_ip_id(c.address)),
+                  std::make_tuple(c.type, c.high, c.low, c.id));
+        const IP_address back = ip_from_db(std::to_string(c.low), std::to_string(c.high), ip_type_from_db(std::to_string(c.type)));
+        EXPECT_EQ(back, c.type == 512 ? ip("0.0.0.0") : c.address);  // an invalid family comes back as IPv4 of low
+    }
+    // Bits 8 and 9 of the type carry the family; text without digits reads as 0.
+    for (auto [text, family] : {std::pair{"0", IPv4}, {"junk", IPv4}, {"257", IPv6}, {"1280", IPv6}, {"512", invalid}, {"768", invalid}})
+        EXPECT_EQ(ip_type_from_db(text), family) << text;
+    const struct { const char *low, *high; IP_address::Family family; IP_address address; } texts[] = {
+        {"-1", "junk", IPv4, ip("255.255.255.255")}, {"4294967297", "5", invalid, ip("0.0.0.1")}, {"12abc", "-2", IPv6, v6(ones - 1, 12)},
+        {"-99999999999999999999", "99999999999999999999", IPv6, v6(INT64_MAX, top)}};  // saturated
+    for (const auto& t : texts) EXPECT_EQ(ip_from_db(t.low, t.high, t.family), t.address) << t.low;
 }
 
 TEST(Socket, MisuseThrowsPlainMessagesAndSystemFailuresAreDescribed) {
