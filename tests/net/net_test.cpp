@@ -134,31 +134,33 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     Socket receiver(Socket::UDP), sender(Socket::UDP);
     receiver.set_option(SocketOption(SocketOption::tcp_nodelay, 1));     // not for UDP: fails
     receiver.set_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown: skipped
-    receiver.listen(endpoint("::1", 0));  // binds only: listen(2) fails for UDP
-    EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::1") && receiver.get_local_endpoint().port == 0);
+    // Not ::1 nor 127.0.0.1, where datagrams to the wildcard address go; listen(2) would fail for UDP: it binds only.
+    receiver.listen(endpoint("::ffff:127.0.0.2", 0));
+    EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::ffff:127.0.0.2") && receiver.get_local_endpoint().port == 0);
     sender.set_option(SocketOption(SocketOption::reuse_addr, 1));
     sender.listen({make_any_ip(IPv6), 0});
     int reuse = 0;
     socklen_t size = sizeof reuse;
     EXPECT_TRUE(getsockopt(sender.get_native_socket(), SOL_SOCKET, SO_REUSEADDR, &reuse, &size) == 0 && reuse == 1) << "applied at the bind";
-    EXPECT_EQ(sender.sendto("hello", 5, endpoint("::1", bound_port(receiver))), 5U);
+    EXPECT_EQ(sender.sendto("hello", 5, endpoint("::ffff:127.0.0.2", bound_port(receiver))), 5U);
     char data[16] = {};
     Socket::Endpoint from;
     EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 5U);
-    EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::1") && from.port == bound_port(sender));
+    EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::ffff:127.0.0.1") && from.port == bound_port(sender));
     EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{
                              {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)}}));
 }
 
 TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
     Socket receiver(Socket::UDP), sender(Socket::UDP);
-    for (Socket* socket : {&receiver, &sender}) socket->listen(endpoint("127.0.0.1", 0));
+    receiver.listen(endpoint("127.0.0.2", 0));
+    sender.listen(endpoint("127.0.0.1", 0));
     Poll poll(50);
     poll.add(receiver, Poll::pollin);
     poll.add(receiver, Poll::pollerr);  // OR-ed into the same entry
     auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(poll.wait()); EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
-    sender.sendto("x", 1, endpoint("127.0.0.1", bound_port(receiver)));
+    sender.sendto("x", 1, endpoint("127.0.0.2", bound_port(receiver)));
     EXPECT_TRUE(poll.wait() && poll.check(receiver, Poll::pollin));
     const auto previous = signal(SIGALRM, [](int) {});  // poll is not restarted after a handler
     Poll long_poll(Poll::pollin, 10000);
