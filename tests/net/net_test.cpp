@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
 
@@ -35,13 +36,17 @@ const auto IPv4 = IP_address::IPv4, IPv6 = IP_address::IPv6, invalid = IP_addres
 const uint64_t ones = ~0ULL, top = 1ULL << 63;
 
 Socket::Endpoint endpoint(const std::string& address, uint16_t port) { return {ip(address), port}; }
-// The port the system chose (get_local_endpoint keeps the requested one).
-uint16_t bound_port(const Socket& socket) {
+// Where the system bound the socket (get_local_endpoint keeps the requested port).
+Socket::Endpoint bound(const Socket& socket) {
     sockaddr_in6 address{};  // sin_port and sin6_port share their offset
     socklen_t size = sizeof address;
     getsockname(socket.get_native_socket(), reinterpret_cast<sockaddr*>(&address), &size);
-    return ntohs(address.sin6_port);
+    const bool v4 = address.sin6_family == AF_INET;
+    char text[INET6_ADDRSTRLEN] = {};
+    inet_ntop(address.sin6_family, v4 ? static_cast<void*>(&reinterpret_cast<sockaddr_in*>(&address)->sin_addr) : &address.sin6_addr, text, sizeof text);
+    return {ip(text), ntohs(address.sin6_port)};
 }
+uint16_t bound_port(const Socket& socket) { return bound(socket).port; }
 
 TEST(IP_address, TextAndRawFormsAndTheirErrors) {
     EXPECT_TRUE(ip("10.0.0.1").to_int() == 0x0A000001U && ip("10.0.0.1").to_string() == "10.0.0.1");
@@ -147,6 +152,7 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     Socket::Endpoint from;
     EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 5U);
     EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::ffff:127.0.0.1") && from.port == bound_port(sender));
+    EXPECT_TRUE(bound(receiver).address == ip("::ffff:127.0.0.2") && bound(sender).address == ip("::"));
     EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{
                              {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)}}));
 }
@@ -160,6 +166,7 @@ TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
     poll.add(receiver, Poll::pollerr);  // OR-ed into the same entry
     auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(poll.wait()); EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+    EXPECT_EQ(bound(receiver).address, ip("127.0.0.2"));
     sender.sendto("x", 1, endpoint("127.0.0.2", bound_port(receiver)));
     EXPECT_TRUE(poll.wait() && poll.check(receiver, Poll::pollin));
     const auto previous = signal(SIGALRM, [](int) {});  // poll is not restarted after a handler
