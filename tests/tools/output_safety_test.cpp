@@ -9,12 +9,19 @@
 using namespace StrellTest;
 
 TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailureOrSignal) {
-    // Each script runs in a fresh directory with vorn-detail as $0; `w` writes two records.
-    const char* prelude = R"(cd "$1" && vd=$0 && printf '%s\n%s\n' "$2" "$2" >lines && w() { "$vd" write --format new "$@" <lines; } && w ref; )";
+    // Each script runs in a fresh directory (one below the temporary one, so that a wrong "../" stays inside)
+    // with vorn-detail as $0; `w` writes two records.
+    const char* prelude = R"(cd "$1" && mkdir top && cd top && vd=$0 && printf '%s\n%s\n' "$2" "$2" >lines && w() { "$vd" write --format new "$@" <lines; } && w ref; )";
     const struct { const char* script; std::string out, err; } cases[] = {
-        // A link stays a link and its target, even one not there yet, gets the file.
-        {"echo old >plain; ln -s plain link; ln -s later dangling; w link; w dangling;"
-         "test -L link && test -L dangling && cmp plain ref && cmp later ref && echo kept", "kept\n", ""},
+        // Links stay links, relative ones read from their own folder, and the end of the chain, even one not
+        // there yet, gets the file with the mode it had (or the umask gives).
+        {"mkdir sub; echo old >x; chmod 604 x; ln -s ../x sub/up; ln -s sub/up chain; ln -s ../later sub/dangling;"
+         "ln -s \"$PWD/far\" sub/absolute; umask 027; w chain; w sub/dangling; w sub/absolute; test -L chain && test -L sub/up &&"
+         "test -L sub/dangling && test -L sub/absolute && cmp x ref && cmp later ref && cmp far ref && stat -c %a x later && ls -A sub",
+         "604\n640\nabsolute\ndangling\nup\n", ""},
+        // The kernel's limit: 40 links are followed, a 41st is refused.
+        {"i=0; while [ $i -lt 40 ]; do ln -s l$((i + 1)) l$i; i=$((i + 1)); done; w l0; echo $?; ln -s l0 l; w l; echo $?; cmp l40 ref",
+         "0\n1\n", "vorn-detail: cannot write l: Too many levels of symbolic links\n"},
         // A FIFO stays one and is written as a stream.
         {"mkfifo fifo; cat fifo >got & w fifo; wait; test -p fifo && cmp got ref && echo kept", "kept\n", ""},
         {"mkdir dir; w dir; echo $?; ls -A", "1\ndir\nlines\nref\n",
