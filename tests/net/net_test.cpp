@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <signal.h>
 
 #include <chrono>
@@ -114,14 +115,24 @@ TEST(IP_address, DatabaseColumnsGiveEachFamilyBackAndReadAnyTextWithoutFailing) 
 }
 
 TEST(Socket, MisuseThrowsPlainMessagesAndSystemFailuresAreDescribed) {
-    Socket closed(Socket::UDP), opened(Socket::TCP), bound(Socket::UDP), tcp(Socket::TCP), second(Socket::TCP);
+    Socket closed(Socket::UDP), opened(Socket::TCP), bound(Socket::UDP), tcp(Socket::TCP), second(Socket::TCP), lapsed(Socket::UDP);
     opened.open(IPv4);
     bound.listen(endpoint("127.0.0.1", 0));
     tcp.listen(endpoint("127.0.0.1", 0));
-    Poll empty(10);
+    lapsed.listen(endpoint("127.0.0.1", 0));
+    lapsed.close();
+    Poll empty(10), one;
+    char data[4];
+    Socket::Endpoint from;
     const auto failed = [](const char* operation, int error) { return std::string(" failed ") + operation + ": " + std::strerror(error); };
     expect_errors<SocketError>("SocketError: ", {
         {[&] { closed.sendto("x", 1, endpoint("127.0.0.1", 9)); }, "sendto: socket is closed"},
+        {[&] { closed.recvfrom(data, 4, from); }, "recvfrom: socket is closed"}, {[&] { closed.read(data, 4); }, "read: socket is closed"},
+        {[&] { closed.write("x", 1); }, "write: socket is closed"}, {[&] { closed.set_options(); }, "set_options: socket is not opened"},
+        {[&] { closed.open(invalid); }, "open: invalid address family"}, {[&] { closed.set_max_conn(1); }, "set_max_conn: invoked for UDP socket"},
+        {[&] { tcp.set_max_conn(1); }, "set_max_conn: socket is already opened"}, {[&] { bound.accept(); }, "accept: invoked for UDP socket"},
+        {[&] { opened.accept(); }, "accept: invoked for non-listening socket"},
+        {[&] { lapsed.get_local_endpoint(); }, "get_local_endpoint: socket is closed"},
         {[&] { closed.get_local_endpoint(); }, "accept: invoked for non-listening socket"},
         {[&] { closed.get_remote_endpoint(); }, "get_remote_endpoint: socket is closed"},
         {[&] { closed.shutdown(Socket::ShutdownType(3)); }, "shutdown: invalid shudown type"},
@@ -129,7 +140,9 @@ TEST(Socket, MisuseThrowsPlainMessagesAndSystemFailuresAreDescribed) {
         {[&] { bound.sendto("x", 1, {invalid_address(), 9}); }, "fill_sockaddr: invalid endpoint"},
         {[&] { bound.get_remote_endpoint(); }, "accept: invoked for listening socket"},
         {[] { Poll::get_event(Poll::Event(4)); }, "Not correct event type"}, {[&] { empty.wait(); }, "FD set is empty"},
-        {[&] { empty.wait(bound); }, "invalid use of deprecated function"},
+        {[&] { empty.wait(bound); }, "invalid use of deprecated function"}, {[&] { empty.check(Poll::pollin); }, "invalid use of deprecated function"},
+        {[&] { one.check(bound, Poll::pollin); }, "socket is not from current FD set"},
+        {[&] { tcp.read(data, 4); }, failed("socket read", ENOTCONN)}, {[&] { tcp.recvfrom(data, 4, from); }, failed("recvfrom", ENOTCONN)},
         {[&] { second.listen(endpoint("127.0.0.1", bound_port(tcp))); }, failed("bind", EADDRINUSE)},
         {[&] { second.get_native_socket(); }, "get_native_socket: socket is closed"},  // bind closed it
         {[&] { opened.connect(endpoint("127.0.0.1", bound_port(bound))); }, failed("connect", ECONNREFUSED)},
@@ -142,6 +155,7 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     Socket receiver(Socket::UDP), sender(Socket::UDP);
     receiver.set_option(SocketOption(SocketOption::tcp_nodelay, 1));     // not for UDP: fails
     receiver.set_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown: skipped
+    receiver.set_option(SocketOption(SocketOption::bind_to_device, "none0"));  // the text: no such interface
     // Not ::1 nor 127.0.0.1, where datagrams to the wildcard address go; listen(2) would fail for UDP: it binds only.
     receiver.listen(endpoint("::ffff:127.0.0.2", 0));
     EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::ffff:127.0.0.2") && receiver.get_local_endpoint().port == 0);
@@ -157,7 +171,35 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::ffff:127.0.0.1") && from.port == bound_port(sender));
     EXPECT_TRUE(bound(receiver).address == ip("::ffff:127.0.0.2") && bound(sender).address == ip("::"));
     EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{
-                             {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)}}));
+                             {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)},
+                             {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENODEV)}}));
+}
+
+TEST(Socket, ConnectionsCarryBytesBothWaysAndCopiesHaveTheirOwnDescriptor) {
+    StrellTest::RecordingLogger log;
+    Socket server(Socket::TCP), client(Socket::TCP), other(Socket::UDP);
+    server.set_max_conn(1);
+    server.set_client_option(SocketOption(SocketOption::tcp_nodelay, 1));
+    server.set_client_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown, yet tried on accepted sockets
+    server.listen(endpoint("127.0.0.2", 0));
+    client.connect(endpoint("127.0.0.2", bound_port(server)));
+    const Socket copy(server);  // listens on the same port, without the client options
+    Socket accepted = server.accept();
+    EXPECT_TRUE(copy.get_native_socket() != server.get_native_socket() && copy.get_local_endpoint().address == ip("127.0.0.2"));
+    const Socket::Endpoint peer = accepted.get_remote_endpoint(), target = client.get_remote_endpoint();
+    EXPECT_TRUE(peer.address == ip("127.0.0.1") && peer.port == bound_port(client) && target.address == ip("127.0.0.2") && target.port == bound_port(server));
+    int nodelay = 0;
+    socklen_t size = sizeof nodelay;
+    EXPECT_TRUE(getsockopt(accepted.get_native_socket(), IPPROTO_TCP, TCP_NODELAY, &nodelay, &size) == 0 && nodelay == 1);
+    char data[8] = {};
+    EXPECT_EQ(client.write("ping", 4), 4u); EXPECT_EQ(accepted.read(data, sizeof data), 4u);
+    other = accepted;
+    EXPECT_EQ(other.write("pong", 4), 4u); EXPECT_EQ(client.read(data, sizeof data), 4u);
+    EXPECT_TRUE(std::string(data) == "pong" && other.get_remote_endpoint().port == peer.port);
+    EXPECT_EQ(client.shutdown(Socket::shut_write), 0); EXPECT_EQ(accepted.read(data, sizeof data), 0u);  // the end of the stream
+    other.close();
+    other.set_max_conn(1);  // a TCP socket now
+    EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{{7, "Network", "setsockopt(level=-1,opt=-1) failed"}}));
 }
 
 TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
