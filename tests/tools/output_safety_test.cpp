@@ -24,8 +24,9 @@ TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailur
          "0\n1\n", "vorn-detail: cannot write l: Too many levels of symbolic links\n"},
         // A FIFO stays one and is written as a stream.
         {"mkfifo fifo; cat fifo >got & w fifo; wait; test -p fifo && cmp got ref && echo kept", "kept\n", ""},
-        {"mkdir dir; w dir; echo $?; ls -A", "1\ndir\nlines\nref\n",
-         "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"},
+        {"mkdir dir; w dir; echo $?; w ref/x; echo $?; ls -A", "1\n1\ndir\nlines\nref\n",
+         "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"
+         "vorn-detail: cannot write ref/x: Not a directory\n"},
         // The devices of /dev/null and /dev/full; the second fails the final flush.
         {"mknod null c 1 3 && mknod full c 1 7 || exit 77; w null; echo $?; w full; echo $?; test -c null && test -c full && echo kept",
          "0\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\n"},
@@ -33,11 +34,13 @@ TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailur
         {"mkfifo fifo; timeout 10 \"$vd\" dump fifo; echo $?", "1\n", "vorn-detail: fifo: not a readable detail file\n"},
         // The temporary file would take descriptor 0 and be read as empty input.
         {"\"$vd\" write --format new out <&-; echo $?; ls -A", "1\nlines\nref\n", "vorn-detail: cannot read standard input: it is closed\n"},
-        // A signal during a write removes the temporary file and ends the program as the signal would.
-        {"mkfifo in; for s in INT TERM HUP; do env --default-signal \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
+        // A signal during a write removes the temporary file and ends the program as the signal would;
+        // one the caller ignores (nohup) stays ignored, and the input's end then commits the file.
+        {"mkfifo in; for c in default:INT default:TERM default:HUP ignore:HUP; do s=${c#*:};"
+         "env --${c%:*}-signal=$s \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
          "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; t=$(ls -A | grep -c tmp);"
-         "kill -$s $!; wait $!; echo \"$s $t $? $(ls -A | grep -c tmp)\"; exec 3>&-; done",
-         "INT 1 130 0\nTERM 1 143 0\nHUP 1 129 0\n", ""},
+         "kill -$s $!; exec 3>&-; wait $!; echo \"$s $t $? $(ls -A | grep -c tmp) $(ls -A | grep -c '^out$')\"; done",
+         "INT 1 130 0 0\nTERM 1 143 0 0\nHUP 1 129 0 0\nHUP 1 0 0 1\n", ""},
     };
     for (const auto& c : cases) {
         TempDir dir;
