@@ -22,8 +22,9 @@ TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailur
         // The kernel's limit: 40 links are followed, a 41st is refused.
         {"i=0; while [ $i -lt 40 ]; do ln -s l$((i + 1)) l$i; i=$((i + 1)); done; w l0; echo $?; ln -s l0 l; w l; echo $?; cmp l40 ref",
          "0\n1\n", "vorn-detail: cannot write l: Too many levels of symbolic links\n"},
-        // A FIFO stays one and is written as a stream.
-        {"mkfifo fifo; cat fifo >got & w fifo; wait; test -p fifo && cmp got ref && echo kept", "kept\n", ""},
+        // A FIFO stays one and is written as a stream, as is standard output ("-"), whatever it is.
+        {"mkfifo fifo; cat fifo >got & w fifo; wait; w - >dash; w - >&-; echo $?; test -p fifo && cmp got ref && cmp dash ref && echo kept",
+         "1\nkept\n", "vorn-detail: cannot write standard output: Bad file descriptor\n"},
         {"mkdir dir; w dir; echo $?; w ref/x; echo $?; ls -A", "1\n1\ndir\nlines\nref\n",
          "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"
          "vorn-detail: cannot write ref/x: Not a directory\n"},
