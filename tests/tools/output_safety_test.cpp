@@ -25,12 +25,20 @@ TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailur
         // A FIFO stays one and is written as a stream, as is standard output ("-"), whatever it is.
         {"mkfifo fifo; cat fifo >got & w fifo; wait; w - >dash; w - >&-; echo $?; test -p fifo && cmp got ref && cmp dash ref && echo kept",
          "1\nkept\n", "vorn-detail: cannot write standard output: Bad file descriptor\n"},
-        {"mkdir dir; w dir; echo $?; w ref/x; echo $?; ls -A", "1\n1\ndir\nlines\nref\n",
+        // Nothing is written where no file can be; a link into a missing folder stays as it was.
+        {"mkdir dir; w dir; echo $?; w ref/x; echo $?; ln -s none/x lost; w lost 2>&1 | sed 's/tmp[.][^:]*/tmp.?/'; test -L lost && ls -A",
+         "1\n1\nvorn-detail: cannot create none/x.tmp.?: No such file or directory\ndir\nlines\nlost\nref\n",
          "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"
          "vorn-detail: cannot write ref/x: Not a directory\n"},
-        // The devices of /dev/null and /dev/full; the second fails the final flush.
-        {"mknod null c 1 3 && mknod full c 1 7 || exit 77; w null; echo $?; w full; echo $?; test -c null && test -c full && echo kept",
-         "0\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\n"},
+        // A directory made at the path during the write keeps it, and the temporary file goes.
+        {"mkfifo in; \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
+         "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; mkdir out; exec 3>&-; wait $!; echo $?; ls -A",
+         "1\nin\nlines\nout\nref\n", "vorn-detail: cannot write out: Is a directory\n"},
+        // The devices of /dev/null and /dev/full (which fails the final flush, or a write past the buffer) and one without a driver.
+        {"mknod null c 1 3 && mknod full c 1 7 && mknod none c 0 0 || exit 77; w null; echo $?; w full; echo $?;"
+         "yes \"$(head -1 lines)\" | head -300 | \"$vd\" write --format new full; echo $?; w none; echo $?; test -c null && test -c full && echo kept",
+         "0\n1\n1\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\nvorn-detail: cannot write full: No space left on device\n"
+         "vorn-detail: cannot write none: No such device or address\n"},
         // probe seeks, so a FIFO can never be read: dump refuses it without waiting for a writer.
         {"mkfifo fifo; timeout 10 \"$vd\" dump fifo; echo $?", "1\n", "vorn-detail: fifo: not a readable detail file\n"},
         // The temporary file would take descriptor 0 and be read as empty input.
