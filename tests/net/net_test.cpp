@@ -4,6 +4,7 @@
 #include <netinet/tcp.h>
 #include <signal.h>
 
+#include <array>
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -53,6 +54,8 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
     EXPECT_TRUE(ip("10.0.0.1").to_int() == 0x0A000001U && ip("10.0.0.1").to_string() == "10.0.0.1");
     EXPECT_TRUE(ip("::1").to_high() == 0 && ip("::1").to_low() == 1 && ip("::1").to_string() == "::1");
     EXPECT_EQ(ip("::ffff:1.2.3.4").family(), IPv6);
+    IP_address reused = ip("::1");
+    EXPECT_TRUE(IP_address() == ip("0.0.0.0") && (reused.from_int(0x0A000001), reused) == ip("10.0.0.1"));  // the family follows
     // The JSON reader never throws: unparsable text is the zero address of the family a colon tells.
     for (auto [text, read] : {std::pair{"10.0.0.1", "10.0.0.1"}, {"2001:db8::1", "2001:db8::1"}, {"1.2.3", "0.0.0.0"}, {"1:x", "::"}})
         EXPECT_EQ(IP_address::from_string_json(text), ip(read)) << text;
@@ -75,19 +78,27 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
 
 TEST(IP_address, ArithmeticOrderAndMasksKeepTheirQuirks) {
     EXPECT_TRUE(++ip("255.255.255.255") == ip("0.0.0.0") && ++v6(5, ones) == v6(6, 0) && ++v6(ones, ones) == v6(0, 0));
-    // Every IPv4 address sorts before every IPv6 one.
-    EXPECT_TRUE(ip("255.255.255.255") < ip("::") && ip("::") > ip("255.255.255.255") && ip("1.2.3.4") <= ip("1.2.3.4"));
-    EXPECT_FALSE(ip("::") < ip("255.255.255.255") || ip("255.255.255.255") >= ip("::") || ip("0.0.0.1") == ip("::1"));
-    EXPECT_TRUE(ip("1.2.3.4") < ip("200.0.0.1") && v6(1, 0) < v6(top, 0) && v6(1, 1) > v6(1, 0) && v6(1, 1) <= v6(1, 1) && ip("1.0.0.0") != ip("2.0.0.0"));
+    // Every IPv4 address sorts before every IPv6 one; the six comparisons agree with the order both ways round.
+    const struct { IP_address a, b; int order; } pairs[] = {
+        {ip("1.2.3.4"), ip("200.0.0.1"), -1}, {ip("1.2.3.4"), ip("1.2.3.4"), 0}, {ip("255.255.255.255"), ip("::"), -1},
+        {ip("0.0.0.1"), ip("::1"), -1}, {v6(1, 0), v6(top, 0), -1}, {v6(1, 0), v6(1, 1), -1}, {v6(1, 1), v6(1, 1), 0}, {v6(1, 5), v6(2, 0), -1}};
+    for (const auto& [a, b, order] : pairs)
+        for (const int o : {order, -order}) {
+            const IP_address &x = o == order ? a : b, &y = o == order ? b : a;
+            EXPECT_EQ((std::array{x < y, x > y, x <= y, x >= y, x == y, x != y}), (std::array{o < 0, o > 0, o <= 0, o >= 0, o == 0, o != 0}))
+                << x.to_string() << " " << y.to_string();
+        }
     // The left operand's family decides; an IPv4 value sits in the high word.
     EXPECT_TRUE(~ip("255.0.255.0") == ip("0.255.0.255") && (ip("10.1.2.3") ^ ip("0.0.255.255")) == ip("10.1.253.252"));
     EXPECT_TRUE((v6(ones, 0) & ip("1.2.3.4")) == v6(0x01020304, 0) && (ip("0.0.0.4") | v6(1, 99)) == ip("0.0.0.5"));
-    // IPv6 sums store their words crosswise; a carry recomputes low from 63 bits.
-    EXPECT_TRUE(v6(0, 1) + v6(0, 1) == v6(2, 0) && v6(0, ones) + v6(0, 1) == v6(top, 1));
-    EXPECT_TRUE(v6(5, top) - v6(2, 1) == v6(top - 2, 2) && ip("0.0.0.1") - ip("0.0.0.2") == ip("255.255.255.255"));
-    EXPECT_TRUE(mask(IPv4, 24) == ip("255.255.255.0") && mask(IPv4, 0) == ip("0.0.0.0") && mask(IPv6, 65) == v6(ones, top));
-    for (auto [text, count] : {std::pair{"255.255.254.0", 23u}, {"255.127.0.0", 8u}, {"0.0.0.0", 0u}, {"255.255.255.255", 32u}})
-        EXPECT_EQ(bits(ip(text)), count) << text;
+    // IPv6 sums store their words crosswise; a carry recomputes low from 63 bits, a borrow takes one more.
+    EXPECT_TRUE(v6(0, 1) + v6(0, 1) == v6(2, 0) && v6(0, ones) + v6(0, 1) == v6(top, 1) && v6(3, 1) + v6(2, 0) == v6(1, 5));
+    EXPECT_TRUE(v6(5, top) - v6(2, 1) == v6(top - 2, 2) && v6(5, 3) - v6(2, 1) == v6(2, 3) && v6(5, 3) - v6(2, 0) == v6(3, 3));
+    EXPECT_TRUE(ip("10.0.0.1") + ip("0.0.0.2") == ip("10.0.0.3") && ip("0.0.0.1") - ip("0.0.0.2") == ip("255.255.255.255"));
+    EXPECT_TRUE(mask(IPv4, 24) == ip("255.255.255.0") && mask(IPv4, 9) == ip("255.128.0.0") && mask(IPv6, 65) == v6(ones, top));
+    for (const auto family : {IPv4, IPv6})
+        for (unsigned prefix = 0; prefix <= (family == IPv6 ? 128u : 32u); ++prefix) EXPECT_EQ(bits(mask(family, prefix)), prefix);
+    EXPECT_TRUE(bits(ip("255.127.0.0")) == 8 && bits(ip("255.0.255.0")) == 8);  // holes are not refused
     EXPECT_TRUE(mask_for_single_ip(ip("1.2.3.4")) == ip("255.255.255.255") && mask_for_single_ip(ip("::1")) == v6(ones, ones));
     EXPECT_TRUE(make_any_ip(IPv6) == ip("::") && make_any_ip(invalid) == ip("0.0.0.0") && is_any_ip(ip("0.0.0.0")) && is_any_ip(ip("::")));
     EXPECT_FALSE(is_any_ip(ip("::1")) || is_any_ip(invalid_address("0.0.0.0")));
@@ -97,7 +108,7 @@ TEST(IP_address, DatabaseColumnsGiveEachFamilyBackAndReadAnyTextWithoutFailing) 
     // IPv4 low is sign-extended, its id zero-extended; the high word of an IPv4 address holds its value, yet high is 0.
     const struct { IP_address address; int type; int64_t high, low; uint64_t id; } columns[] = {
         {ip("200.0.0.1"), 0, 0, -0x37FFFFFF, 0xC8000001}, {ip("1.2.3.4"), 0, 0, 0x01020304, 0x01020304},
-        {v6(3, ones), 256, 3, -1, ones}, {v6(top, 7), 256, INT64_MIN, 7, 7}, {invalid_address(), 512, 0, 0, 0}};
+        {v6(12, ones), 256, 12, -1, ones}, {v6(top, 7), 256, INT64_MIN, 7, 7}, {invalid_address(), 512, 0, 0, 0}};
     for (const auto& c : columns) {
         SCOPED_TRACE(c.type);
         EXPECT_EQ(std::make_tuple(ip_to_db_type(c.address), ip_to_db_high(c.address), ip_to_db_low(c.address), get_ip_id(c.address)),
@@ -209,6 +220,7 @@ TEST(Poll, WaitsWithinItsTimeoutAndAnInterruptedWaitReturnsFalse) {
     Poll poll(50);
     poll.add(receiver, Poll::pollin);
     poll.add(receiver, Poll::pollerr);  // OR-ed into the same entry
+    EXPECT_FALSE(poll.check(receiver, Poll::pollin)) << "nothing returned before a wait";
     auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(poll.wait()); EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
     EXPECT_EQ(bound(receiver).address, ip("127.0.0.2"));
