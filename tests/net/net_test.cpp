@@ -176,9 +176,11 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     int reuse = 0;
     socklen_t size = sizeof reuse;
     EXPECT_TRUE(getsockopt(sender.get_native_socket(), SOL_SOCKET, SO_REUSEADDR, &reuse, &size) == 0 && reuse == 1) << "applied at the bind";
-    EXPECT_EQ(sender.sendto("hello", 5, endpoint("::ffff:127.0.0.2", bound_port(receiver))), 5U);
     char data[16] = {};
     Socket::Endpoint from;
+    EXPECT_EQ(sender.sendto("", 0, endpoint("::ffff:127.0.0.2", bound_port(receiver))), 0U);  // an empty datagram
+    EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 0U);
+    EXPECT_EQ(sender.sendto("hello", 5, endpoint("::ffff:127.0.0.2", bound_port(receiver))), 5U);
     EXPECT_EQ(receiver.recvfrom(data, sizeof data, from), 5U);
     EXPECT_TRUE(std::string(data) == "hello" && from.address == ip("::ffff:127.0.0.1") && from.port == bound_port(sender));
     EXPECT_TRUE(bound(receiver).address == ip("::ffff:127.0.0.2") && bound(sender).address == ip("::"));
@@ -188,7 +190,8 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
 
 TEST(Socket, ConnectionsCarryBytesBothWaysAndCopiesHaveTheirOwnDescriptor) {
     StrellTest::RecordingLogger log;
-    Socket server(Socket::TCP), client(Socket::TCP), other(Socket::UDP);
+    Socket server(Socket::TCP), client(Socket::TCP), other(Socket::UDP), late(Socket::TCP);
+    other.set_option(SocketOption(SocketOption::keepalive, 1)), other.set_client_option(SocketOption(SocketOption::bind_to_device, 1));
     server.set_max_conn(1);
     server.set_client_option(SocketOption(SocketOption::tcp_nodelay, 1));
     server.set_client_option(SocketOption(SocketOption::bind_to_device, 1));  // unknown, yet tried on accepted sockets
@@ -209,8 +212,13 @@ TEST(Socket, ConnectionsCarryBytesBothWaysAndCopiesHaveTheirOwnDescriptor) {
     EXPECT_TRUE(std::string(data) == "pong" && other.get_remote_endpoint().port == peer.port);
     EXPECT_EQ(client.shutdown(Socket::shut_write), 0); EXPECT_EQ(accepted.read(data, sizeof data), 0u);  // the end of the stream
     other.close();
-    other.set_max_conn(1);  // a TCP socket now
-    EXPECT_EQ((other = copy).get_local_endpoint().address, ip("127.0.0.2"));  // a listening one
+    other.set_max_conn(1);  // a TCP socket now, without the options it had
+    other.listen(endpoint("127.0.0.2", 0));
+    int keepalive = 1;
+    EXPECT_TRUE(getsockopt(other.get_native_socket(), SOL_SOCKET, SO_KEEPALIVE, &keepalive, &size) == 0 && keepalive == 0);
+    EXPECT_EQ((other = copy).get_local_endpoint().address, ip("127.0.0.2"));  // a listening one, without the client options
+    late.connect(endpoint("127.0.0.2", bound_port(server)));
+    other.accept();
     EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{{7, "Network", "setsockopt(level=-1,opt=-1) failed"}}));
 }
 
