@@ -56,6 +56,7 @@ TEST(IP_address, TextAndRawFormsAndTheirErrors) {
     EXPECT_EQ(ip("::ffff:1.2.3.4").family(), IPv6);
     IP_address reused = ip("::1");
     EXPECT_TRUE(IP_address() == ip("0.0.0.0") && (reused.from_int(0x0A000001), reused) == ip("10.0.0.1"));  // the family follows
+    EXPECT_TRUE(Socket::Endpoint().address == ip("0.0.0.0") && Socket::Endpoint().port == 0);
     // The JSON reader never throws: unparsable text is the zero address of the family a colon tells.
     for (auto [text, read] : {std::pair{"10.0.0.1", "10.0.0.1"}, {"2001:db8::1", "2001:db8::1"}, {"1.2.3", "0.0.0.0"}, {"1:x", "::"}})
         EXPECT_EQ(IP_address::from_string_json(text), ip(read)) << text;
@@ -173,9 +174,6 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     EXPECT_TRUE(receiver.get_local_endpoint().address == ip("::ffff:127.0.0.2") && receiver.get_local_endpoint().port == 0);
     sender.set_option(SocketOption(SocketOption::reuse_addr, 1));
     sender.listen({make_any_ip(IPv6), 0});
-    int reuse = 0;
-    socklen_t size = sizeof reuse;
-    EXPECT_TRUE(getsockopt(sender.get_native_socket(), SOL_SOCKET, SO_REUSEADDR, &reuse, &size) == 0 && reuse == 1) << "applied at the bind";
     char data[16] = {};
     Socket::Endpoint from;
     EXPECT_EQ(sender.sendto("", 0, endpoint("::ffff:127.0.0.2", bound_port(receiver))), 0U);  // an empty datagram
@@ -186,6 +184,24 @@ TEST(Socket, DatagramsGoOutOnTheGeneratorsWayAndOptionFailuresAreOnlyLogged) {
     EXPECT_TRUE(bound(receiver).address == ip("::ffff:127.0.0.2") && bound(sender).address == ip("::"));
     EXPECT_EQ(log.lines, (std::vector<StrellTest::RecordingLogger::Line>{
                              {7, "Network", std::string(" failed set socket option: ") + std::strerror(ENOPROTOOPT)}}));
+}
+
+TEST(SocketOption, EachReachesTheSocketAsTheSystemOptionOfItsName) {
+    const struct { SocketOption::Optname name; int level, option, value, read; } options[] = {
+        {SocketOption::reuse_addr, SOL_SOCKET, SO_REUSEADDR, 1, 1}, {SocketOption::rcvbuf, SOL_SOCKET, SO_RCVBUF, 20000, 40000},
+        {SocketOption::keepalive, SOL_SOCKET, SO_KEEPALIVE, 1, 1}, {SocketOption::tcp_nodelay, IPPROTO_TCP, TCP_NODELAY, 1, 1},
+        {SocketOption::tcp_keepcnt, IPPROTO_TCP, TCP_KEEPCNT, 7, 7}, {SocketOption::tcp_keepidle, IPPROTO_TCP, TCP_KEEPIDLE, 77, 77},
+        {SocketOption::tcp_keepintvl, IPPROTO_TCP, TCP_KEEPINTVL, 17, 17}, {SocketOption::broadcast, SOL_SOCKET, SO_BROADCAST, 1, 1}};
+    Socket socket(Socket::TCP);
+    for (const auto& o : options) socket.set_option(SocketOption(o.name, o.value));
+    socket.listen(endpoint("127.0.0.1", 0));  // the kernel doubles a receive buffer
+    for (const auto& o : options) {
+        int value = 0;
+        socklen_t size = sizeof value;
+        EXPECT_TRUE(getsockopt(socket.get_native_socket(), o.level, o.option, &value, &size) == 0 && value == o.read) << o.name << ": " << value;
+    }
+    // An integer for the interface, a text for anything else: unknown, never applied.
+    EXPECT_TRUE(SocketOption(SocketOption::bind_to_device, 1).name() == -1 && SocketOption(SocketOption::reuse_addr, "lo").name() == -1);
 }
 
 TEST(Socket, ConnectionsCarryBytesBothWaysAndCopiesHaveTheirOwnDescriptor) {
