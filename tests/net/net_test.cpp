@@ -200,7 +200,8 @@ TEST(SocketOption, EachReachesTheSocketAsTheSystemOptionOfItsName) {
         socklen_t size = sizeof value;
         EXPECT_TRUE(getsockopt(socket.get_native_socket(), o.level, o.option, &value, &size) == 0 && value == o.read) << o.name << ": " << value;
     }
-    // An integer for the interface, a text for anything else: unknown, never applied.
+    // The numbers are the interface: 8 takes the interface's name. An integer for it, a text for anything else: unknown, never applied.
+    EXPECT_TRUE(SocketOption(SocketOption::Optname(8), "lo").name() == SO_BINDTODEVICE && SocketOption(SocketOption::Optname(8), "lo").level() == SOL_SOCKET);
     EXPECT_TRUE(SocketOption(SocketOption::bind_to_device, 1).name() == -1 && SocketOption(SocketOption::reuse_addr, "lo").name() == -1);
 }
 
