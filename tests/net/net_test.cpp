@@ -224,7 +224,8 @@ TEST(Socket, ConnectionsCarryBytesBothWaysAndCopiesHaveTheirOwnDescriptor) {
     EXPECT_TRUE(getsockopt(accepted.get_native_socket(), IPPROTO_TCP, TCP_NODELAY, &nodelay, &size) == 0 && nodelay == 1);
     char data[8] = {};
     EXPECT_TRUE(client.write("", 0) == 0 && client.write("ping", 4) == 4 && accepted.read(data, sizeof data) == 4);
-    other = accepted;
+    other.listen(endpoint("127.0.0.2", 0));
+    other = accepted;  // no longer listening
     EXPECT_EQ(other.write("pong", 4), 4u); EXPECT_EQ(client.read(data, sizeof data), 4u);
     EXPECT_TRUE(std::string(data) == "pong" && other.get_remote_endpoint().port == peer.port);
     EXPECT_EQ(client.shutdown(Socket::shut_write), 0); EXPECT_EQ(accepted.read(data, sizeof data), 0u);  // the end of the stream
