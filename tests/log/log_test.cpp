@@ -3,10 +3,12 @@
 #include <regex>
 #include <thread>
 
+#include <fcntl.h>
 #include <syslog.h>
 
 #include "vorn/config/logger_setup_from_config.h"
 #include "vorn/config/vorn_config.h"
+#include "vorn/log/diagnostics.h"
 #include "vorn/log/file_appender.h"
 #include "vorn/log/syslog_appender.h"
 #include "recording_logger.h"
@@ -44,15 +46,15 @@ struct RecordingAppender : Appender {
 };
 
 TEST(LoggerImpl, WithoutAppendersWritesEachLineToStandardErrorCuttingItsPrefixAt255) {
-    const char* names[] = {"*EMERG ", "*ALERT ", "*CRIT  ", " ERROR ", " Warn  ", " Notice", " Info  ", "?Debug ", "?Trace "};
+    const char* names[] = {"", "*EMERG ", "*ALERT ", "*CRIT  ", " ERROR ", " Warn  ", " Notice", " Info  ", "?Debug ", "?Trace ", ""};
     std::string expected;
     testing::internal::CaptureStderr();
     {
         LoggerImpl logger;
         EXPECT_TRUE(start_worker(logger));
-        for (int level = Logger::Emergency; level <= Logger::Trace; ++level) {
+        for (int level = Logger::Emergency - 1; level <= Logger::Trace + 1; ++level) {  // no name outside 0 to 8
             logger.write(Logger::Level(level), "Disk", "full 90%");
-            expected += std::string("<stamp> ") + names[level] + ": " + thread_hex + " Disk: full 90%\n";
+            expected += std::string("<stamp> ") + names[level + 1] + ": " + thread_hex + " Disk: full 90%\n";
         }
         logger.write(Logger::Info, std::string(300, 'f'), "tail");
         logger.stop();
@@ -144,6 +146,20 @@ TEST(LoggerImpl, DestroyWhileEightThreadsLogEndsEachLoggerWithItsLastLine) {
     EXPECT_GT(written, 0u) << "the appenders saw the threads' lines";
 }
 
+TEST(Diagnostics, PrintLogWritesTheTextThenTheCallStackAFrameALine) {
+    RecordingLogger logged;
+    print_log("here");
+    std::smatch frames;
+    ASSERT_GE(logged.lines.size(), 2u);
+    const std::string obtained = std::get<2>(logged.lines[1]);
+    ASSERT_TRUE(std::regex_match(obtained, frames, std::regex("Obtained ([0-9]+) stack frames\\.")));
+    EXPECT_TRUE(logged.lines[0] == RecordingLogger::Line(7, "util_log", "here") && logged.lines.size() == 2 + std::stoul(frames[1]));
+    for (size_t i = 1; i < logged.lines.size(); ++i) {
+        const auto& [level, facility, text] = logged.lines[i];
+        EXPECT_TRUE(level == 8 && facility == "trace" && (i == 1 || text.find("[0x") != std::string::npos)) << text;
+    }
+}
+
 // A line whose text starts with "<marker>:", padded to reach the disk through the stdio buffer.
 void put(Appender& appender, int level, const std::string& marker, size_t pad = 0) {
     Logger::Message message{level, "Jan 02 03:04:05 ", marker + ":" + std::string(pad, 'x') + "\n"};
@@ -197,13 +213,25 @@ TEST(FileAppender, OpensWithTheVersionLineReopensAfterAMoveAndRotatesAt10MiBUnle
         put(appender, Logger::Info, "d");
         EXPECT_TRUE(std::filesystem::exists(path + ".1") && !std::filesystem::exists(path));
     }
+    // A file whose folder comes later: standard error until a reopen, which never closes standard error.
+    FileAppender late;
+    testing::internal::CaptureStderr();
     try {
-        FileAppender().init(Logger::Trace, dir.file("none/app.log"), false, 0, 0);
+        late.init(Logger::Trace, dir.file("none/app.log"), false, 0, 0);
         ADD_FAILURE() << "no FileAppenderError";
     } catch (const FileAppenderError& error) { EXPECT_STREQ(error.what(), "FileAppenderError: Unable to open log file"); }
-    const RecordingLogger::Line using_file{6, "FileAppender", "Using '" + path + "' file"};
-    EXPECT_EQ(logged.lines, (std::vector<RecordingLogger::Line>{using_file, using_file,
-                             {1, "FileAppender", "Unable to open log file '" + dir.file("none/app.log") + "': No such file or directory"}}));
+    put(late, Logger::Info, "e");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Jan 02 03:04:05 e:\n");
+    std::filesystem::create_directory(dir.file("none"));
+    late.reopen();
+    put(late, Logger::Info, "f"), late.flush();
+    EXPECT_TRUE(markers(dir.file("none/app.log")) == "f " && fcntl(2, F_GETFD) != -1);
+    std::filesystem::rename(dir.file("none"), dir.file("gone"));
+    EXPECT_THROW(late.reopen(), FileAppenderError);
+    const RecordingLogger::Line using_file{6, "FileAppender", "Using '" + path + "' file"},
+        failed{1, "FileAppender", "Unable to open log file '" + dir.file("none/app.log") + "': No such file or directory"};
+    EXPECT_EQ(logged.lines, (std::vector<RecordingLogger::Line>{using_file, using_file, failed,
+                                                                {6, "FileAppender", "Using '" + dir.file("none/app.log") + "' file"}, failed}));
 }
 
 // Syslog stands in here: what the appender hands it is kept, priority and text.
