@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::filesystem::remove(out);
     std::istringstream in(text), lines(text);
     std::ostringstream err, dumped;
-    if (Vorn::write_detail_file(old ? Vorn::DetailFormat::Old : Vorn::DetailFormat::New, out, in, err) != 0) {
+    if (Vorn::run_vorn_detail({"write", "--format", old ? "old" : "new", out}, in, dumped, err) != 0) {
         if (std::filesystem::exists(out)) std::abort();  // no partial file
         return 0;
     }
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         expected += json.dump() + "\n";
     }
     // A file of no records is refused by probe: nothing to read back then.
-    const int status = Vorn::dump_detail_file(out, dumped, err);
+    const int status = Vorn::run_vorn_detail({"dump", out}, in, dumped, err);
     if (expected.empty() ? !dumped.str().empty() : (status != 0 || dumped.str() != expected)) std::abort();
     return 0;
 }

@@ -8,7 +8,6 @@
 
 #include "temp_dir.h"
 #include "tools/vorn_detail/detail_commands.h"
-#include "tools/vorn_detail/nfdump_import.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const StrellTest::TempDir dir;
@@ -16,12 +15,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::filesystem::remove(out);
     std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
     std::ostringstream err, dumped, dump_err;
-    const int status = Vorn::import_nfdump(Vorn::DetailFormat::New, out, in, err, false);
+    const int status = Vorn::run_vorn_detail({"import", "--format", "new", out}, in, dumped, err);
     if (std::filesystem::exists(out) != (status == 0)) std::abort();
     if (status != 0) return 0;
     // "OUT: new format, N records..."
     const long flows = std::strtol(err.str().c_str() + out.size() + 13, nullptr, 10);
-    Vorn::dump_detail_file(out, dumped, dump_err);
+    Vorn::run_vorn_detail({"dump", out}, in, dumped, dump_err);
     const std::string lines = dumped.str();
     if (std::count(lines.begin(), lines.end(), '\n') != flows) std::abort();
     return 0;

@@ -6,14 +6,15 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 expect_eq() { [ "$2" == "$3" ] || fail "$1: expected '$2', got '$3'"; echo "ok: $1 = $3"; }
 await() { local i; for i in $(seq 1 200); do "$@" && return 0; sleep 0.05; done; return 1; }
 
-# nfcapd on a free port; its large buffer (4 MiB unless $1 gives another size)
-# keeps it from dropping datagrams of a paced run.
+# nfcapd on a free port of $NFCAPD_ADDRESS (127.0.0.1 unless set); its large
+# buffer (4 MiB unless $1 gives another size) keeps it from dropping datagrams
+# of a paced run. More options may follow.
 start_nfcapd() {
     local try
     for try in $(seq 1 20); do
         rm -rf "$WORK/flows" && mkdir "$WORK/flows"
         NFCAPD_PORT=$((20000 + RANDOM % 40000))
-        nfcapd -w "$WORK/flows" -b 127.0.0.1 -p "$NFCAPD_PORT" -B "${1:-4194304}" >"$WORK/nfcapd.log" 2>&1 &
+        nfcapd -w "$WORK/flows" -b "${NFCAPD_ADDRESS:-127.0.0.1}" -p "$NFCAPD_PORT" -B "${1:-4194304}" "${@:2}" >"$WORK/nfcapd.log" 2>&1 &
         NFCAPD_PID=$! && PIDS+=($!)
         await grep -q Startup "$WORK/nfcapd.log" && sleep 0.3 && kill -0 "$NFCAPD_PID" 2>/dev/null && return 0
     done

@@ -3,30 +3,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
+#include <memory>
 
+#include "tools/vorn_detail/capture.h"
 #include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/failure.h"
 #include "tools/vorn_detail/flow_compare.h"
 #include "tools/vorn_detail/nfdump_import.h"
 
 namespace Vorn {
 
 namespace {
-
-// Runs body on the named input, or on in for none or "-".
-template <typename Body>
-int with_input(const std::vector<std::string>& args, size_t at, std::istream& in, std::ostream& err, Body body) {
-    if (args.size() <= at || args[at] == "-") return body(in);
-    std::ifstream file(args[at], std::ios::binary);
-    if (!file) {
-        err << "vorn-detail: cannot open " << args[at] << ": " << std::strerror(errno) << "\n";
-        return exit_failure;
-    }
-    return body(file);
-}
 
 int usage(std::ostream& err) {
     err << vorn_detail_usage;
@@ -46,15 +34,14 @@ std::vector<std::string> split(const std::string& list) {
 
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err) {
     if (args.size() < 3 || args.size() > 4 || args[0] != "--format") return usage(err);
-    if (args[1] != "new" && args[1] != "old") {
-        err << "vorn-detail: unknown format '" << args[1] << "' (new or old)\n";
-        return exit_usage;
-    }
+    if (args[1] != "new" && args[1] != "old")
+        throw Failure("unknown format '" + args[1] + "' (new or old)", exit_usage);
     const DetailFormat format = args[1] == "new" ? DetailFormat::New : DetailFormat::Old;
     // The count is for a person watching, not for a log or a pipe.
     const bool progress = &err == &std::cerr && isatty(STDERR_FILENO) == 1;
-    return with_input(args, 3, in, err,
-                      [&](std::istream& json) { return import_nfdump(format, args[2], json, err, progress); });
+    Capture capture(args.size() == 4 ? args[3] : "-", in);
+    import_capture(format, args[2], capture, err, progress);
+    return exit_ok;
 }
 
 int compare_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
@@ -69,22 +56,21 @@ int compare_command(const std::vector<std::string>& args, std::istream& in, std:
         at += 2;
     }
     if (version.empty() || args.size() <= at || args.size() > at + 2) return usage(err);
-    if (version != "v5" && version != "v9") {
-        err << "vorn-detail: unknown version '" << version << "' for --sent-as (v5 or v9)\n";
-        return exit_usage;
-    }
+    if (version != "v5" && version != "v9")
+        throw Failure("unknown version '" + version + "' for --sent-as (v5 or v9)", exit_usage);
     const SentAs sent_as = version == "v5" ? SentAs::V5 : SentAs::V9;
     const std::vector<std::string> known = compared_fields(sent_as);
     for (const std::string& name : ignored) {
         if (std::find(known.begin(), known.end(), name) != known.end()) continue;
-        err << "vorn-detail: --ignore: '" << name << "' is not a field that " << version << " carries:";
-        for (const std::string& k : known) err << " " << k;
-        err << "\n";
-        return exit_usage;
+        std::string text = "--ignore: '" + name + "' is not a field that " + version + " carries:";
+        for (const std::string& k : known) text += " " + k;
+        throw Failure(text, exit_usage);
     }
-    return with_input(args, at + 1, in, err, [&](std::istream& capture) {
-        return compare_capture(args[at], sent_as, ignored, capture, out, err);
-    });
+    // The capture is opened once the file is known to be readable: a FIFO's
+    // open waits for a writer.
+    const std::string capture = args.size() == at + 2 ? args[at + 1] : "-";
+    const auto open_capture = [&] { return std::make_unique<Capture>(capture, in); };
+    return compare_capture(args[at], sent_as, ignored, open_capture, out, err);
 }
 
 }  // namespace Vorn

@@ -1,55 +1,33 @@
 #include "tools/vorn_detail/detail_file_writer.h"
 
-#include <istream>
 #include <ostream>
 #include <utility>
 
+#include "tools/vorn_detail/failure.h"
+
 namespace Vorn {
 
-DetailFileWriter::DetailFileWriter(DetailFormat format, std::string path)
-    : format_(format), path_(std::move(path)), encoder_(format) {}
-
-bool DetailFileWriter::start(const std::istream& in, std::ostream& err) {
-    if (!in.good()) {
-        err << "vorn-detail: cannot read standard input: it is closed\n";
-        return false;
-    }
-    file_.emplace(path_);
-    if (!file_->open()) {
-        err << "vorn-detail: " << file_->error() << "\n";
-        return false;
-    }
-    writing_ = file_->write(encoder_.header());
-    return true;
+DetailFileWriter::DetailFileWriter(DetailFormat format, const std::string& path, std::string unit)
+    : format_(format), path_(path), encoder_(format), file_(path), limits_(std::move(unit)) {
+    if (!file_.open() || !file_.write(encoder_.header())) throw Failure(file_.error());
 }
 
-bool DetailFileWriter::add(const TrafficStat& record, std::string& problem) {
-    if (!writing_) {
-        problem = file_->error();
-        return false;
-    }
-    problem = encoder_.refusal(record);
-    if (!problem.empty()) return false;
+std::string DetailFileWriter::add(const TrafficStat& record, unsigned long position) {
+    std::string refusal = encoder_.refusal(record);
+    if (!refusal.empty()) return refusal;
     bytes_.clear();
     encoder_.append_record(record, bytes_);
-    writing_ = file_->write(bytes_);
-    if (!writing_) {
-        problem = file_->error();
-        return false;
-    }
+    if (!file_.write(bytes_)) throw Failure(file_.error());
     ++count_;
-    return true;
+    limits_.check(record, position);
+    return refusal;
 }
 
-bool DetailFileWriter::commit(std::ostream& err) {
-    if (writing_ && file_->commit()) return true;
-    err << "vorn-detail: " << file_->error() << "\n";
-    return false;
-}
-
-std::string DetailFileWriter::summary() const {
-    return path_ + ": " + (format_ == DetailFormat::New ? "new" : "old") + " format, " + std::to_string(count_) +
-           " records";
+void DetailFileWriter::commit(std::ostream& err, const std::string& tail) {
+    if (!file_.commit()) throw Failure(file_.error());
+    err << path_ << ": " << (format_ == DetailFormat::New ? "new" : "old") << " format, " << count_ << " records"
+        << tail << "\n";
+    limits_.tell(err);
 }
 
 }  // namespace Vorn

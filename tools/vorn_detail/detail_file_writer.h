@@ -1,44 +1,42 @@
 #pragma once
 
 #include <iosfwd>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "vorn/stat/detail_encoder.h"
 #include "vorn/stat/traffic_stat.h"
 #include "tools/vorn_detail/output_file.h"
+#include "tools/vorn_detail/replay_limits.h"
 
 namespace Vorn {
 
 // A detail file written one record at a time through an OutputFile, for the
 // commands that make one from some input: what stood at the path stays as it
-// was unless commit succeeds.
+// was unless commit succeeds, and a writer destroyed before that removes its
+// temporary file.
 class DetailFileWriter {
 public:
-    DetailFileWriter(DetailFormat format, std::string path);
+    // Opens the output; a Failure when it cannot be. unit names a record's
+    // position in the input for the notes on what a replay will not send.
+    DetailFileWriter(DetailFormat format, const std::string& path, std::string unit);
 
-    // False, with the message on err, for a closed input (no input at all,
-    // not an empty one) or an output that cannot be opened. Checked before
-    // the output is opened, so that it cannot take the closed descriptor.
-    bool start(const std::istream& in, std::ostream& err);
-    // False with the format's refusal of the record, or the output's error
-    // once writing has failed (writing() tells which).
-    bool add(const TrafficStat& record, std::string& problem);
-    bool writing() const { return writing_; }
-    // False, with the message on err, when the file could not be completed.
-    bool commit(std::ostream& err);
-    // "PATH: new format, N records", the start of the closing line.
-    std::string summary() const;
+    // Empty when the record was written, or the format's refusal of it for
+    // the caller to name its position; a failed write is a Failure.
+    std::string add(const TrafficStat& record, unsigned long position);
+    // Completes the file (a Failure when it cannot be), then prints
+    // "PATH: new format, N records" and tail, and what a replay will not
+    // send, on err.
+    void commit(std::ostream& err, const std::string& tail = std::string());
 
 private:
     DetailFormat format_;
     std::string path_;
     DetailEncoder encoder_;
-    std::optional<OutputFile> file_;
+    OutputFile file_;
     std::vector<unsigned char> bytes_;
-    bool writing_ = false;
     unsigned long count_ = 0;
+    ReplayLimits limits_;
 };
 
 }  // namespace Vorn

@@ -1,8 +1,10 @@
 #include <istream>
 #include <ostream>
 
+#include "tools/vorn_detail/descriptor_stream.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/detail_file_writer.h"
+#include "tools/vorn_detail/failure.h"
 #include "tools/vorn_detail/json_record.h"
 
 namespace Vorn {
@@ -13,29 +15,22 @@ bool blank(const std::string& line) { return line.find_first_not_of(" \t\r") == 
 
 }  // namespace
 
-int write_detail_file(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err) {
-    DetailFileWriter writer(format, path);
-    if (!writer.start(in, err)) return exit_failure;
-
+void write_detail_file(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err) {
+    // Before the output is opened, so that it cannot take the closed descriptor.
+    require_standard_input(in);
+    DetailFileWriter writer(format, path, "line");
     std::string line;
     std::string problem;
     TrafficStat record;
     unsigned long line_number = 0;
-    while (writer.writing() && std::getline(in, line)) {
+    while (std::getline(in, line)) {
         ++line_number;
         if (blank(line)) continue;
-        if ((!traffic_stat_from_json(line, record, problem) || !writer.add(record, problem)) && writer.writing()) {
-            err << "vorn-detail: line " << line_number << ": " << problem << "\n";
-            return exit_failure;
-        }
+        if (!traffic_stat_from_json(line, record, problem) || !(problem = writer.add(record, line_number)).empty())
+            throw Failure("line " + std::to_string(line_number) + ": " + problem);
     }
-    if (in.bad()) {
-        err << "vorn-detail: cannot read standard input\n";
-        return exit_failure;
-    }
-    if (!writer.commit(err)) return exit_failure;
-    err << writer.summary() << "\n";
-    return exit_ok;
+    if (in.bad()) throw Failure("cannot read standard input");
+    writer.commit(err);
 }
 
 }  // namespace Vorn

@@ -1,276 +1,253 @@
 #include "tools/vorn_detail/flow_compare.h"
 
 #include <algorithm>
-#include <functional>
-#include <istream>
+#include <cstdint>
 #include <ostream>
-#include <unordered_map>
 
-#include <nlohmann/json.hpp>
-
-#include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/capture.h"
 #include "tools/vorn_detail/detail_records.h"
-#include "tools/vorn_detail/nfdump_flow.h"
-#include "tools/vorn_detail/nfdump_reader.h"
+#include "tools/vorn_detail/failure.h"
+#include "tools/vorn_detail/flow_counts.h"
+#include "tools/vorn_detail/flow_spill.h"
+#include "tools/vorn_detail/replay_limits.h"
 
 namespace Vorn {
 
 namespace {
 
-using nlohmann::json;
+constexpr uint32_t none = UINT32_MAX;
+// How many stored flows of one identity a missing flow is weighed against:
+// the first ones not yet paired. A bound on the work for an identity that
+// many flows share (one busy connection, exported again and again).
+constexpr size_t pairing_window = 64;
 
-// A flow as the comparison sees it: what the version does not carry and the
-// ignored fields are zero.
-using Flow = TrafficFlowRecord;
-
-struct Field {
-    const char* name;
-    bool in_v5;
-    bool in_v9;
-    json (*value)(const Flow&);
-    void (*clear)(Flow&);
-};
-
-#define ADDRESS(f) \
-    [](const Flow& r) { return json(r.f.to_string()); }, [](Flow& r) { r.f = IP_address(); }
-#define NUMBER(f) \
-    [](const Flow& r) { return json(r.f); }, [](Flow& r) { r.f = 0; }
-
-// Every field that v5 or v9 carries; times are left out, since strell's
-// packet headers make what a collector derives from them unrelated to the
-// file's values, and v9 carries no masks.
-const Field fields[] = {
-    {"s_addr", true, true, ADDRESS(s_addr)},
-    {"d_addr", true, true, ADDRESS(d_addr)},
-    {"sport", true, true, NUMBER(sport)},
-    {"dport", true, true, NUMBER(dport)},
-    {"proto", true, true, NUMBER(proto)},
-    {"nexthop_addr", true, true, ADDRESS(nexthop_addr)},
-    {"tcp_flags", true, true, NUMBER(tcp_flags)},
-    {"tos", true, true, NUMBER(tos)},
-    {"d_pkt", true, true, NUMBER(d_pkt)},
-    {"d_oct", true, true, NUMBER(d_oct)},
-    {"iface", true, true, NUMBER(iface)},
-    {"oface", true, true, NUMBER(oface)},
-    {"src_as", true, true, NUMBER(src_as)},
-    {"dst_as", true, true, NUMBER(dst_as)},
-    {"src_mask", true, false, NUMBER(src_mask)},
-    {"dst_mask", true, false, NUMBER(dst_mask)},
-};
-#undef ADDRESS
-#undef NUMBER
-
-// The first fields pair a missing flow with a stored one that differs from
-// it: the same addresses, ports and protocol.
-constexpr size_t identity_fields = 5;
-
-bool carried(const Field& f, SentAs sent_as) { return sent_as == SentAs::V5 ? f.in_v5 : f.in_v9; }
-
-bool is_v6(const IP_address& a) { return a.family() == IP_address::IPv6; }
-
-// The reader reuses one record, so an IPv4 address may keep the lower half
-// of an earlier IPv6 one, which no IPv4 operation reads.
-void canonical(IP_address& a) {
-    if (is_v6(a)) return;
-    IP_address fresh;
-    fresh.from_int(static_cast<int>(a.to_int()));
-    a = fresh;
-}
-
-bool equal(const Flow& a, const Flow& b) {
-    return a.s_addr == b.s_addr && a.d_addr == b.d_addr && a.nexthop_addr == b.nexthop_addr &&
-           a.s_addr.family() == b.s_addr.family() && a.d_addr.family() == b.d_addr.family() &&
-           a.nexthop_addr.family() == b.nexthop_addr.family() && a.iface == b.iface && a.oface == b.oface &&
-           a.d_pkt == b.d_pkt && a.d_oct == b.d_oct && a.sport == b.sport && a.dport == b.dport &&
-           a.tcp_flags == b.tcp_flags && a.proto == b.proto && a.tos == b.tos && a.src_as == b.src_as &&
-           a.dst_as == b.dst_as && a.src_mask == b.src_mask && a.dst_mask == b.dst_mask;
-}
-
-struct FlowHash {
-    size_t operator()(const Flow& r) const {
-        size_t h = 0;
-        const auto mix = [&h](uint64_t v) { h = (h ^ std::hash<uint64_t>()(v)) * 0x100000001B3ull; };
-        for (const IP_address* a : {&r.s_addr, &r.d_addr, &r.nexthop_addr}) {
-            mix(static_cast<uint64_t>(a->to_high()));
-            mix(static_cast<uint64_t>(a->to_low()) ^ static_cast<uint64_t>(a->family()));
-        }
-        mix((uint64_t(r.sport) << 48) | (uint64_t(r.dport) << 32) | (uint64_t(r.iface) << 16) | r.oface);
-        mix((uint64_t(r.d_pkt) << 32) | r.d_oct);
-        mix((uint64_t(r.src_as) << 32) | r.dst_as);
-        mix((uint64_t(r.tcp_flags) << 32) | (uint64_t(r.proto) << 24) | (uint64_t(r.tos) << 16) |
-            (uint64_t(r.src_mask) << 8) | r.dst_mask);
-        return h;
+// A flow that may pair with one of the other side: the fingerprint of its
+// identity, its index among the flows of its side set aside, and (missing
+// flows) the index of the extra flow paired with it.
+struct Candidate {
+    uint64_t identity;
+    uint32_t index;
+    uint32_t partner = none;
+    bool operator<(const Candidate& o) const {
+        return identity != o.identity ? identity < o.identity : index < o.index;
     }
 };
 
-struct FlowEqual {
-    bool operator()(const Flow& a, const Flow& b) const { return equal(a, b); }
-};
+uint32_t index_of(unsigned long index) {
+    if (index >= none) throw Failure("more flows to pair than compare counts (4294967294)");
+    return static_cast<uint32_t>(index);
+}
 
-class View {
+// One run of compare. The file is read in four passes: to count its flows,
+// to count each flow's sendings, after the capture to find which are
+// missing, and to report them in its order.
+class Comparison {
 public:
-    View(SentAs sent_as, const std::vector<std::string>& ignored) : sent_as_(sent_as) {
-        for (const Field& f : fields)
-            (carried(f, sent_as) && std::find(ignored.begin(), ignored.end(), f.name) == ignored.end() ? shown_
-                                                                                                       : hidden_)
-                .push_back(&f);
-    }
+    Comparison(const std::string& path, SentAs sent_as, const std::vector<std::string>& ignored, std::ostream& out)
+        : path_(path), sent_as_(sent_as), view_(sent_as, ignored), out_(out) {}
 
-    // False for a flow that the version cannot carry (v5 skips IPv6 flows).
-    bool project(const Flow& in, Flow& out) const {
-        if (sent_as_ == SentAs::V5 && (is_v6(in.s_addr) || is_v6(in.d_addr) || is_v6(in.nexthop_addr)))
-            return false;
-        out = in;
-        for (IP_address* a : {&out.s_addr, &out.d_addr, &out.nexthop_addr}) canonical(*a);
-        for (const Field* f : hidden_) f->clear(out);
-        out.ts_first = out.ts_last = 0;
-        if (sent_as_ == SentAs::V5) {  // v5 has 16 bits for AS numbers
-            out.src_as &= 0xFFFF;
-            out.dst_as &= 0xFFFF;
-        }
-        return true;
-    }
-
-    json object(const Flow& r) const {
-        json o = json::object();
-        for (const Field* f : shown_) o[f->name] = f->value(r);
-        return o;
-    }
-
-    json identity(const Flow& r) const {
-        json o = json::object();
-        for (size_t i = 0; i < identity_fields; ++i) o[fields[i].name] = fields[i].value(r);
-        return o;
-    }
-
-    // "d_oct sent 1000 stored 1001, ..."; empty when equal.
-    std::string differences(const Flow& sent, const Flow& stored) const {
-        std::string text;
-        for (const Field* f : shown_) {
-            const json a = f->value(sent), b = f->value(stored);
-            if (a == b) continue;
-            if (!text.empty()) text += ", ";
-            text += std::string(f->name) + " sent " + a.dump() + " stored " + b.dump();
-        }
-        return text;
-    }
-
-    size_t difference_count(const Flow& sent, const Flow& stored) const {
-        size_t n = 0;
-        for (const Field* f : shown_) n += f->value(sent) != f->value(stored);
-        return n;
+    int run(const std::function<std::unique_ptr<Capture>()>& open_capture, std::ostream& err) {
+        count_sent();
+        std::unique_ptr<Capture> capture = open_capture();
+        read_capture(*capture);
+        if (capture->others() > 0) err << "vorn-detail: " << capture->others() << " records of other types skipped\n";
+        find_missing();
+        pair();
+        return report();
     }
 
 private:
-    SentAs sent_as_;
-    std::vector<const Field*> shown_;
-    std::vector<const Field*> hidden_;
-};
-
-// One line for each flow missing or extra, except that a missing and an
-// extra flow of the same identity make one line of their differences; the
-// pair that differs in the fewest fields is taken.
-std::vector<std::string> report_lines(const View& view, const std::vector<Flow>& missing,
-                                      const std::vector<Flow>& extra, unsigned long& differing) {
-    std::unordered_multimap<std::string, size_t> extra_by_identity;
-    for (size_t e = 0; e < extra.size(); ++e) extra_by_identity.emplace(view.identity(extra[e]).dump(), e);
-    std::vector<bool> extra_paired(extra.size(), false), missing_paired(missing.size(), false);
-    std::vector<std::string> lines;
-    for (size_t m = 0; m < missing.size(); ++m) {
-        const std::string id = view.identity(missing[m]).dump();
-        const auto [begin, end] = extra_by_identity.equal_range(id);
-        size_t best = extra.size(), best_count = 0;
-        for (auto it = begin; it != end; ++it) {
-            if (extra_paired[it->second]) continue;
-            const size_t count = view.difference_count(missing[m], extra[it->second]);
-            if (best == extra.size() || count < best_count) best = it->second, best_count = count;
-        }
-        if (best == extra.size()) continue;
-        extra_paired[best] = missing_paired[m] = true;
-        ++differing;
-        lines.push_back("differs " + id + ": " + view.differences(missing[m], extra[best]));
+    // Each pass checks that the file still holds what the first one counted.
+    template <typename Visit>
+    void each_record(Visit visit) {
+        unsigned long record = 0;
+        read_detail_records(path_, [&](const TrafficStat& flow) {
+            if (record == records_) throw Failure(path_ + ": changed while compare read it");
+            visit(flow, record++);
+        });
+        if (record != records_) throw Failure(path_ + ": changed while compare read it");
     }
-    for (size_t m = 0; m < missing.size(); ++m)
-        if (!missing_paired[m]) lines.push_back("missing " + view.object(missing[m]).dump());
-    for (size_t e = 0; e < extra.size(); ++e)
-        if (!extra_paired[e]) lines.push_back("extra " + view.object(extra[e]).dump());
-    return lines;
-}
+
+    void count_sent() {
+        unsigned long record = 0;
+        read_detail_records(path_, [&](const TrafficStat& flow) {
+            ++record;
+            if (!view_.carries(flow)) {
+                ++left_out_;
+                if (first_unsent_ == 0) first_unsent_ = record;
+                return;
+            }
+            ++sent_;
+            if (sent_as_ != SentAs::V9 || first_unsent_ != 0) return;
+            first_unsent_why_ = v9_mixed_families(flow);
+            if (!first_unsent_why_.empty()) first_unsent_ = record;
+        });
+        records_ = record;
+        counts_ = std::make_unique<FlowCounts>(sent_);
+        unsigned long added = 0;
+        each_record([&](const TrafficStat& flow, unsigned long) {
+            if (!view_.carries(flow)) return;
+            if (++added > sent_) throw Failure(path_ + ": changed while compare read it");
+            counts_->add(fingerprint(view_.project(flow)));
+        });
+    }
+
+    void read_capture(Capture& capture) {
+        capture.read([&](const TrafficStat& flow, unsigned long) {
+            ++stored_;
+            const ComparedFlow stored = view_.project(flow);
+            if (!counts_->take(fingerprint(stored))) extras_.append(stored);
+            return std::string();
+        });
+        missing_ = sent_ - (stored_ - extras_.size());
+    }
+
+    // Marks the missing flows in the file and sets aside those whose identity
+    // some extra flow shares; the counts are done with then.
+    void find_missing() {
+        std::vector<uint64_t> extra_identities;
+        if (missing_ > 0) {
+            extra_identities.reserve(extras_.size());
+            extras_.for_each(
+                [&](const ComparedFlow& f, unsigned long) { extra_identities.push_back(identity_fingerprint(f)); });
+            std::sort(extra_identities.begin(), extra_identities.end());
+            const auto end = std::unique(extra_identities.begin(), extra_identities.end());
+            extra_identities.erase(end, extra_identities.end());
+            // Untouched room costs address space only.
+            missing_candidates_.reserve(missing_);
+        }
+        missing_records_.assign(records_, false);
+        candidates_among_missing_.reserve(missing_);
+        each_record([&](const TrafficStat& record, unsigned long index) {
+            if (!view_.carries(record)) return;
+            const ComparedFlow flow = view_.project(record);
+            if (!counts_->take(fingerprint(flow))) return;
+            missing_records_[index] = true;
+            const uint64_t identity = identity_fingerprint(flow);
+            const bool candidate = std::binary_search(extra_identities.begin(), extra_identities.end(), identity);
+            candidates_among_missing_.push_back(candidate);
+            if (!candidate) return;
+            missing_candidates_.push_back({identity, index_of(missing_aside_.size())});
+            missing_aside_.append(flow);
+        });
+        counts_.reset();
+    }
+
+    // Pairs each missing candidate, in the file's order, with the unpaired
+    // extra flow of its identity that differs from it in the fewest fields
+    // (the first stored of those).
+    void pair() {
+        if (missing_candidates_.empty()) return;
+        std::sort(missing_candidates_.begin(), missing_candidates_.end());
+        const auto has_identity = [this](uint64_t identity) {
+            const Candidate key{identity, 0};
+            const auto at = std::lower_bound(missing_candidates_.begin(), missing_candidates_.end(), key);
+            return at != missing_candidates_.end() && at->identity == identity;
+        };
+        std::vector<Candidate> extra_candidates;
+        extra_candidates.reserve(extras_.size());
+        extras_.for_each([&](const ComparedFlow& f, unsigned long index) {
+            const uint64_t identity = identity_fingerprint(f);
+            if (has_identity(identity)) extra_candidates.push_back({identity, index_of(index)});
+        });
+        std::sort(extra_candidates.begin(), extra_candidates.end());
+        paired_extras_.assign(extras_.size(), false);
+
+        auto x = extra_candidates.begin();
+        std::vector<std::pair<uint32_t, ComparedFlow>> window;  // unpaired extra flows, in the capture's order
+        for (auto m = missing_candidates_.begin(); m != missing_candidates_.end();) {
+            const uint64_t identity = m->identity;
+            x = std::find_if(x, extra_candidates.end(), [&](const Candidate& c) { return c.identity >= identity; });
+            window.clear();
+            const auto refill = [&] {
+                for (; window.size() < pairing_window && x != extra_candidates.end() && x->identity == identity; ++x)
+                    window.emplace_back(x->index, extras_.at(x->index));
+            };
+            for (refill(); m != missing_candidates_.end() && m->identity == identity; ++m) {
+                if (window.empty()) continue;
+                const ComparedFlow sent = missing_aside_.at(m->index);
+                size_t best = 0, fewest = view_.difference_count(sent, window[0].second);
+                for (size_t e = 1; e < window.size(); ++e) {
+                    const size_t count = view_.difference_count(sent, window[e].second);
+                    if (count < fewest) best = e, fewest = count;
+                }
+                m->partner = window[best].first;
+                paired_extras_[m->partner] = true;
+                ++differing_;
+                window.erase(window.begin() + static_cast<std::ptrdiff_t>(best));
+                refill();
+            }
+            x = std::find_if(x, extra_candidates.end(), [&](const Candidate& c) { return c.identity != identity; });
+        }
+        partners_.assign(missing_aside_.size(), none);
+        for (const Candidate& c : missing_candidates_) partners_[c.index] = c.partner;
+        missing_candidates_ = std::vector<Candidate>();
+    }
+
+    int report() {
+        if (first_unsent_ != 0) {
+            out_ << "note: record " << first_unsent_ << " of " << path_ << " has ";
+            if (sent_as_ == SentAs::V9)
+                out_ << first_unsent_why_ << ": " << v9_replay_ends << "\n";
+            else
+                out_ << "an IPv6 address: a v5 replay skips it, and every such record, without a word\n";
+        }
+        unsigned long missing = 0, candidate = 0;
+        if (missing_ > 0)
+            each_record([&](const TrafficStat& record, unsigned long index) {
+                if (!missing_records_[index]) return;
+                const ComparedFlow flow = view_.project(record);
+                const uint32_t partner = candidates_among_missing_[missing++] ? partners_[candidate++] : none;
+                if (partner == none)
+                    out_ << "missing " << view_.object(flow).dump() << "\n";
+                else
+                    out_ << "differs " << view_.identity(flow).dump() << ": "
+                         << view_.differences(flow, extras_.at(partner)) << "\n";
+            });
+        extras_.for_each([&](const ComparedFlow& flow, unsigned long index) {
+            if (paired_extras_.empty() || !paired_extras_[index]) out_ << "extra " << view_.object(flow).dump() << "\n";
+        });
+
+        const std::string left =
+            left_out_ > 0 ? " (" + std::to_string(left_out_) +
+                                " flows of the file with an IPv6 address left out: v5 does not carry them)"
+                          : std::string();
+        const bool equal = missing_ == 0 && extras_.size() == 0;
+        if (equal)
+            out_ << "equal: " << sent_ << " flows" << left << "\n";
+        else
+            out_ << "not equal: " << sent_ << " sent, " << stored_ << " stored; " << sent_ - missing_ << " equal, "
+                 << missing_ - differing_ << " missing, " << extras_.size() - differing_ << " extra, " << differing_
+                 << " differing" << left << "\n";
+        out_.flush();
+        if (!out_) throw Failure("cannot write standard output");
+        return equal ? exit_ok : exit_different;
+    }
+
+    const std::string& path_;
+    const SentAs sent_as_;
+    const FlowView view_;
+    std::ostream& out_;
+
+    unsigned long records_ = 0, sent_ = 0, left_out_ = 0, stored_ = 0, missing_ = 0, differing_ = 0;
+    unsigned long first_unsent_ = 0;  // the record's number from 1, or 0
+    std::string first_unsent_why_;
+    std::unique_ptr<FlowCounts> counts_;
+    FlowSpill extras_;                             // in the capture's order
+    std::vector<bool> missing_records_;            // by record of the file
+    std::vector<bool> candidates_among_missing_;  // by missing flow, in the file's order
+    FlowSpill missing_aside_;                      // the missing candidates
+    std::vector<Candidate> missing_candidates_;
+    std::vector<uint32_t> partners_;  // by missing candidate: the extra flow it pairs with
+    std::vector<bool> paired_extras_;
+};
 
 }  // namespace
 
-std::vector<std::string> compared_fields(SentAs sent_as) {
-    std::vector<std::string> names;
-    for (const Field& f : fields)
-        if (carried(f, sent_as)) names.push_back(f.name);
-    return names;
-}
-
 int compare_capture(const std::string& detail_path, SentAs sent_as, const std::vector<std::string>& ignored,
-                    std::istream& capture, std::ostream& out, std::ostream& err) {
-    const View view(sent_as, ignored);
-
-    // How many times each flow was sent.
-    std::unordered_map<Flow, unsigned long, FlowHash, FlowEqual> sent;
-    Flow flow;
-    unsigned long sent_count = 0, left_out = 0;
-    const char* format = nullptr;
-    const bool read_sent = read_detail_records(detail_path, err, format, [&](const TrafficStat& record) {
-        if (!view.project(record, flow)) {
-            ++left_out;
-            return;
-        }
-        ++sent[flow];
-        ++sent_count;
-    });
-    if (!read_sent) return exit_failure;
-
-    std::vector<Flow> extra;
-    unsigned long stored_count = 0, others = 0;
-    NfdumpReader reader;
-    const bool read = reader.read(capture, [&](const json& object, unsigned long) {
-        TrafficStat stored;
-        bool is_flow = false;
-        std::string wrong = traffic_stat_from_nfdump(object, stored, is_flow);
-        if (!wrong.empty()) return wrong;
-        if (!is_flow) {
-            ++others;
-            return wrong;
-        }
-        ++stored_count;
-        if (!view.project(stored, flow)) flow = stored;  // an IPv6 flow stored from a v5 run is extra as it is
-        const auto found = sent.find(flow);
-        if (found != sent.end() && found->second > 0)
-            --found->second;
-        else
-            extra.push_back(flow);
-        return std::string();
-    });
-    if (!read) {
-        err << "vorn-detail: capture: " << reader.problem() << "\n";
-        return exit_failure;
-    }
-    if (others > 0) err << "vorn-detail: " << others << " records of other types skipped\n";
-
-    std::vector<Flow> missing;
-    for (const auto& [f, count] : sent) missing.insert(missing.end(), count, f);
-    unsigned long differing = 0;
-    std::vector<std::string> lines = report_lines(view, missing, extra, differing);
-    std::sort(lines.begin(), lines.end());
-    for (const std::string& line : lines) out << line << "\n";
-
-    const unsigned long missing_count = missing.size() - differing, extra_count = extra.size() - differing;
-    const std::string left =
-        left_out > 0 ? " (" + std::to_string(left_out) + " IPv6 flows of the file left out: v5 does not carry them)"
-                     : std::string();
-    if (lines.empty()) {
-        out << "equal: " << sent_count << " flows" << left << "\n";
-        return exit_ok;
-    }
-    out << "not equal: " << sent_count << " sent, " << stored_count << " stored; "
-        << sent_count - missing_count - differing << " equal, " << missing_count << " missing, " << extra_count
-        << " extra, " << differing << " differing" << left << "\n";
-    return exit_different;
+                    const std::function<std::unique_ptr<Capture>()>& open_capture, std::ostream& out,
+                    std::ostream& err) {
+    return Comparison(detail_path, sent_as, ignored, out).run(open_capture, err);
 }
 
 }  // namespace Vorn

@@ -1,6 +1,8 @@
 #include "tools/vorn_detail/json_record.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "tools/vorn_detail/json_field.h"
 
@@ -57,12 +59,33 @@ const Key keys[] = {
     {"ts_last", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_last); }},
 };
 
+// The first key of the line's object that its text names a second time.
+std::string repeated_key(const std::string& line) {
+    std::vector<std::string> seen;
+    std::string repeated;
+    const json parsed = json::parse(line, [&](int depth, json::parse_event_t event, json& key_text) {
+        if (depth != 1 || event != json::parse_event_t::key || !repeated.empty()) return true;
+        const auto& key = key_text.get_ref<const std::string&>();
+        if (std::find(seen.begin(), seen.end(), key) != seen.end()) repeated = key;
+        seen.push_back(key);
+        return true;
+    });
+    return repeated;
+}
+
 }  // namespace
 
 bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::string& problem) {
     json object;
+    // The parser keeps the last of repeated keys; a line that names a field
+    // twice is refused instead, since either value may be the one meant.
+    size_t key_count = 0;
+    const auto count_keys = [&key_count](int depth, json::parse_event_t event, json&) {
+        key_count += depth == 1 && event == json::parse_event_t::key;
+        return true;
+    };
     try {
-        object = json::parse(line);
+        object = json::parse(line, count_keys);
     } catch (const json::parse_error& error) {
         problem = "invalid JSON at byte " + std::to_string(error.byte);
         return false;
@@ -75,6 +98,10 @@ bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::stri
     }
     if (!object.is_object()) {
         problem = "expected a JSON object";
+        return false;
+    }
+    if (key_count != object.size()) {
+        problem = "key " + quoted(repeated_key(line)) + " appears twice";
         return false;
     }
 

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <ctime>
-#include <iterator>
 #include <string_view>
 #include <unordered_map>
 
+#include "tools/nfcapd/nfdump_view.h"
 #include "tools/vorn_detail/json_field.h"
 
 namespace Vorn {
@@ -64,9 +64,7 @@ int number_at(const std::string& text, size_t at, size_t n, int low, int high) {
 }
 
 // Local time as nfdump prints it, YYYY-MM-DDThh:mm:ss.sss, to whole seconds
-// since the epoch within [low, high]. mktime looks at the time zone file on
-// every call, so the starts of the last few minutes seen are kept: a flow's
-// first, last and received times fall in one to three of them.
+// since the epoch within [low, high].
 std::string time_seconds(const json& value, int64_t low, int64_t high, int64_t& seconds) {
     const std::string wrong = "must be a time as nfdump prints it (YYYY-MM-DDThh:mm:ss.sss)";
     if (!value.is_string()) return wrong;
@@ -78,27 +76,12 @@ std::string time_seconds(const json& value, int64_t low, int64_t high, int64_t& 
                         (tm.tm_mon = number_at(text, 5, 2, 1, 12)) >= 0 &&
                         (tm.tm_mday = number_at(text, 8, 2, 1, 31)) >= 0 &&
                         (tm.tm_hour = number_at(text, 11, 2, 0, 23)) >= 0 &&
-                        (tm.tm_min = number_at(text, 14, 2, 0, 59)) >= 0 && number_at(text, 17, 2, 0, 60) >= 0 &&
-                        number_at(text, 20, 3, 0, 999) >= 0;
+                        (tm.tm_min = number_at(text, 14, 2, 0, 59)) >= 0 &&
+                        (tm.tm_sec = number_at(text, 17, 2, 0, 60)) >= 0 && number_at(text, 20, 3, 0, 999) >= 0;
     if (!parsed) return wrong + ": " + quoted(text);
-    struct Minute {
-        std::string text;
-        int64_t start = 0;
-    };
-    static Minute minutes[4];
-    static size_t next = 0;
-    const Minute* minute = nullptr;
-    for (const Minute& m : minutes)
-        if (text.compare(0, 16, m.text) == 0) minute = &m;
-    if (minute == nullptr) {
-        tm.tm_year -= 1900;
-        tm.tm_mon -= 1;
-        tm.tm_isdst = -1;
-        minutes[next] = {text.substr(0, 16), static_cast<int64_t>(std::mktime(&tm))};
-        minute = &minutes[next];
-        next = (next + 1) % std::size(minutes);
-    }
-    seconds = minute->start + number_at(text, 17, 2, 0, 60);
+    tm.tm_year -= 1900;
+    tm.tm_mon -= 1;
+    seconds = local_time_seconds(tm);
     if (seconds < low || seconds > high) return "is out of range for its field: " + quoted(text);
     return std::string();
 }
@@ -178,21 +161,6 @@ Setter find_setter(const std::string& name) {
 
 bool is_v6(const IP_address& a) { return a.family() == v6; }
 
-// strell's v9 export announces an IPv4 next hop as a 4-byte IPV6_NEXT_HOP
-// field; nfcapd stores those bytes in the first half of an IPv6 address
-// (10.0.0.254 shows as 0:0:a00:fe::). Taken back here, so that an imported
-// capture replays as it was sent: v9 refuses flows of mixed families.
-void settle_next_hop(Flow& f) {
-    IP_address& hop = f.record.nexthop_addr;
-    if (!f.next_hop) {
-        hop = is_v6(f.record.s_addr) ? IP_address::from_string("::") : IP_address();
-        return;
-    }
-    const auto high = static_cast<uint64_t>(hop.to_high());
-    if (!is_v6(f.record.s_addr) && is_v6(hop) && (high >> 32) == 0 && hop.to_low() == 0)
-        hop.from_int(static_cast<int>(high));
-}
-
 }  // namespace
 
 std::string traffic_stat_from_nfdump(const json& object, TrafficStat& out, bool& is_flow) {
@@ -213,7 +181,7 @@ std::string traffic_stat_from_nfdump(const json& object, TrafficStat& out, bool&
     if (!flow.destination) return "no destination address (dst4_addr or dst6_addr)";
     if (is_v6(flow.record.s_addr) != is_v6(flow.record.d_addr))
         return "source and destination addresses of different families";
-    settle_next_hop(flow);
+    settle_next_hop(flow.record, flow.next_hop);
     out = flow.record;
     return std::string();
 }

@@ -1,12 +1,9 @@
 #include "tools/vorn_detail/nfdump_import.h"
 
-#include <istream>
 #include <ostream>
 
-#include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/capture.h"
 #include "tools/vorn_detail/detail_file_writer.h"
-#include "tools/vorn_detail/nfdump_flow.h"
-#include "tools/vorn_detail/nfdump_reader.h"
 
 namespace Vorn {
 
@@ -14,42 +11,45 @@ namespace {
 
 constexpr unsigned long progress_every = 100000;
 
+// A running count on a terminal, cleared however the import ends, so that a
+// message printed afterwards stands on a line of its own.
+class ProgressLine {
+public:
+    ProgressLine(std::ostream& err, bool shown) : err_(err), shown_(shown) {}
+    ~ProgressLine() {
+        if (written_) err_ << "\r\033[K";
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    void show(unsigned long flows, unsigned long ordinal) {
+        if (!shown_ || flows % progress_every != 0) return;
+        err_ << "\rflow " << ordinal << std::flush;
+        written_ = true;
+    }
+
+private:
+    std::ostream& err_;
+    bool shown_;
+    bool written_ = false;
+};
+
 }  // namespace
 
-int import_nfdump(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err, bool progress) {
-    DetailFileWriter writer(format, path);
-    if (!writer.start(in, err)) return exit_failure;
-
-    TrafficStat record;
-    unsigned long flows = 0;
-    unsigned long others = 0;
-    NfdumpReader reader;
-    const bool read = reader.read(in, [&](const nlohmann::json& object, unsigned long ordinal) {
-        bool is_flow = false;
-        std::string wrong = traffic_stat_from_nfdump(object, record, is_flow);
-        if (wrong.empty() && !is_flow) {
-            ++others;
-            return wrong;
-        }
-        if (wrong.empty()) writer.add(record, wrong);
-        if (!wrong.empty()) return wrong;
-        if (++flows % progress_every == 0 && progress) err << "\rflow " << ordinal << std::flush;
-        return std::string();
-    });
-    if (progress && flows >= progress_every) err << "\r\033[K";
-    if (!read) {
-        err << "vorn-detail: " << reader.problem() << "\n";
-        return exit_failure;
+void import_capture(DetailFormat format, const std::string& path, Capture& capture, std::ostream& err,
+                    bool progress) {
+    DetailFileWriter writer(format, path, "flow");
+    {
+        ProgressLine line(err, progress);
+        unsigned long flows = 0;
+        capture.read([&](const TrafficStat& record, unsigned long ordinal) {
+            std::string refusal = writer.add(record, ordinal);
+            if (refusal.empty()) line.show(++flows, ordinal);
+            return refusal;
+        });
     }
-    if (in.bad()) {
-        err << "vorn-detail: cannot read the input\n";
-        return exit_failure;
-    }
-    if (!writer.commit(err)) return exit_failure;
-    err << writer.summary();
-    if (others > 0) err << ", " << others << " records of other types skipped";
-    err << "\n";
-    return exit_ok;
+    const unsigned long others = capture.others();
+    writer.commit(err, others > 0 ? ", " + std::to_string(others) + " records of other types skipped" : "");
 }
 
 }  // namespace Vorn

@@ -7,11 +7,13 @@
 
 namespace Vorn {
 
-// nfdump's JSON output (one array of flow objects) from in to a detail file
-// at path, one flow at a time. Objects of other record types are skipped and
-// counted. Written through OutputFile, so bad input leaves what stood at path
-// as it was. With progress, a running count goes to
-// err while reading.
-int import_nfdump(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err, bool progress);
+class Capture;
+
+// The flows of a capture to a detail file at path, one flow at a time.
+// Records of other types are skipped and counted. Written through
+// OutputFile, so bad input leaves what stood at path as it was. With
+// progress, a running count goes to err while reading.
+void import_capture(DetailFormat format, const std::string& path, Capture& capture, std::ostream& err,
+                    bool progress);
 
 }  // namespace Vorn

@@ -1,5 +1,7 @@
 #include "tools/vorn_detail/nfdump_reader.h"
 
+#include "tools/vorn_detail/json_field.h"
+
 namespace Vorn {
 
 using nlohmann::json;
@@ -29,7 +31,9 @@ public:
         return true;
     }
     bool key(string_t& k) override {
-        if (depth_ == 2) key_ = std::move(k);
+        if (depth_ != 2) return true;
+        if (object_.contains(k)) return fail(flow() + "member " + Vorn::quoted(k) + " appears twice");
+        key_ = std::move(k);
         return true;
     }
     bool end_object() override {
@@ -44,11 +48,12 @@ public:
         return true;
     }
     bool end_array() override {
-        --depth_;
+        closed_ = --depth_ == 0;
         return true;
     }
 
     bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
+        if (closed_) return fail("text after the array at byte " + std::to_string(position));
         const std::string where = depth_ >= 2 ? flow() : owner_.ordinal_ > 0 ? "after " + flow() : std::string();
         // A text cut short inside a string or a number is an error of that
         // token to nlohmann, and an early end elsewhere: both end the input.
@@ -88,6 +93,7 @@ private:
     const Visit& visit_;
     std::istream& in_;
     int depth_ = 0;
+    bool closed_ = false;  // the array is complete: only white space may follow
     json object_;
     std::string key_;
 };

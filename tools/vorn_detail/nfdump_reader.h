@@ -11,7 +11,9 @@ namespace Vorn {
 // Reads what 'nfdump -o json' prints, one JSON array of flow objects, one
 // object at a time, so that memory does not grow with the input. Members
 // whose values are arrays or objects are kept as empty ones: nfdump prints
-// none, and the mapping refuses them where it needs a value.
+// none, and the mapping refuses them where it needs a value. A member named
+// twice in an object, and anything but white space after the array, are
+// refused.
 class NfdumpReader {
 public:
     // Called for each object with its ordinal (from 1); returns an empty

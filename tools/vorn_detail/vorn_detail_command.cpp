@@ -1,7 +1,9 @@
+#include <new>
 #include <ostream>
 
 #include "tools/vorn_detail/capture_commands.h"
 #include "tools/vorn_detail/detail_commands.h"
+#include "tools/vorn_detail/failure.h"
 
 namespace Vorn {
 
@@ -26,9 +28,13 @@ const char* const vorn_detail_usage =
     "  human_timestamp and login are ignored (no format stores them), all others\n"
     "  are required: addresses as strings, timestamp as a signed 32-bit integer,\n"
     "  the rest as unsigned integers within their field's width. Blank lines are\n"
-    "  skipped. On bad input the message names the line and the exit status\n"
-    "  is 1. A closed standard input is refused (exit status 1), not read as\n"
-    "  empty.\n"
+    "  skipped. On bad input (a key given twice included) the message names\n"
+    "  the line and the exit status is 1. A closed standard input is refused\n"
+    "  (exit status 1), not read as empty. Records that strell's replay cannot\n"
+    "  send as they stand are written and named on standard error (the first\n"
+    "  few and a count): v9 ends the replay at the first record whose\n"
+    "  addresses mix families (\"Incorrect netflow data\", exit status 1), v5\n"
+    "  skips each record with an IPv6 address without a word.\n"
     "\n"
     "  new  Carries every field. Each address is written by its own family:\n"
     "       IPv4 as fields 8, 12, 15, 102, 105 (4 bytes), IPv6 as 27, 28, 62,\n"
@@ -54,10 +60,12 @@ const char* const vorn_detail_usage =
     "  mapped; other members are ignored. Objects whose \"type\" is not \"FLOW\"\n"
     "  are skipped and counted. An IPv4 flow's next hop that nfcapd stored from\n"
     "  strell's 4-byte v9 next-hop field (10.0.0.254 as 0:0:a00:fe::) is taken\n"
-    "  back as IPv4. On bad input the message names the flow (its ordinal in\n"
-    "  the array), the exit status is 1 and OUT is left as it was; an empty\n"
-    "  array gives a detail file of no records. A count of the flows read goes\n"
-    "  to standard error while it is a terminal.\n"
+    "  back as IPv4. On bad input (a member given twice, text after the array)\n"
+    "  the message names the input and the flow (its ordinal in the array), the\n"
+    "  exit status is 1 and OUT is left as it was; a directory or a closed\n"
+    "  standard input is refused. An empty array gives a detail file of no\n"
+    "  records. Records that a replay cannot send are named as by write. A\n"
+    "  count of the flows read goes to standard error while it is a terminal.\n"
     "\n"
     "compare --sent-as v5|v9 [--ignore FIELD,...] FILE [NFDUMP_JSON]\n"
     "  Compares the flows that strell sends of the detail file FILE with what a\n"
@@ -65,11 +73,18 @@ const char* const vorn_detail_usage =
     "  standard input), in the fields that the version carries: v9 addresses,\n"
     "  next hop, ports, protocol, flags, type of service, packets, bytes,\n"
     "  interfaces and AS numbers; v5 also the masks, AS numbers cut to 16 bits,\n"
-    "  and no IPv6 flows. Times are not compared. Flows are matched by their\n"
-    "  fields, not by order. Prints a line for each flow missing, extra or\n"
-    "  differing (a missing and a stored flow with the same addresses, ports\n"
-    "  and protocol), then \"equal: N flows\" or \"not equal: ...\" with the\n"
-    "  counts. FILE's distinct flows are held in memory.\n"
+    "  and no flows with an IPv6 address. Times are not compared. Flows are\n"
+    "  matched by their fields, not by order. The report: a \"note:\" line on\n"
+    "  the first record of FILE that the replay cannot send as it stands, if\n"
+    "  any; for each sent flow not stored as sent, in FILE's order, a\n"
+    "  \"missing\" line, or a \"differs\" line when a stored flow not sent has\n"
+    "  the same addresses, ports and protocol (of the first 64 such, the one\n"
+    "  that differs in the fewest fields); an \"extra\" line for each other\n"
+    "  stored flow not sent, in the capture's order; then \"equal: N flows\" or\n"
+    "  \"not equal: ...\" with the counts. FILE is read four times; its flows\n"
+    "  are held as 64-bit fingerprints with a count, about 18 bytes a flow;\n"
+    "  extra flows, and the missing ones that may pair with them, wait in an\n"
+    "  unnamed temporary file in $TMPDIR (80 bytes a flow).\n"
     "\n"
     "OUT, for write and import:\n"
     "  -                   standard output, written as a stream.\n"
@@ -87,29 +102,55 @@ const char* const vorn_detail_usage =
     "\n"
     "FILE, for dump and compare, must be seekable (the reader probes the\n"
     "format and the last record): a FIFO is refused at once rather than\n"
-    "waited on.\n"
+    "waited on. NFDUMP_JSON is a file or, absent or '-', standard input.\n"
+    "\n"
+    "Every failure is one line on standard error naming the input or the\n"
+    "output at fault, and leaves no file behind.\n"
     "\n"
     "Exit status: 0 success (compare: equal), 1 bad input or a file error,\n"
     "2 usage error, 3 compare found differences; a write or import ended by\n"
     "a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
-int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+namespace {
+
+int run_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
         out << vorn_detail_usage;
         return exit_ok;
     }
-    if (args.size() == 2 && args[0] == "dump") return dump_detail_file(args[1], out, err);
+    if (args.size() == 2 && args[0] == "dump") {
+        dump_detail_file(args[1], out, err);
+        return exit_ok;
+    }
     if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
-        if (args[2] == "new") return write_detail_file(DetailFormat::New, args[3], in, err);
-        if (args[2] == "old") return write_detail_file(DetailFormat::Old, args[3], in, err);
-        err << "vorn-detail: unknown format '" << args[2] << "' (new or old)\n";
+        if (args[2] != "new" && args[2] != "old")
+            throw Failure("unknown format '" + args[2] + "' (new or old)", exit_usage);
+        write_detail_file(args[2] == "new" ? DetailFormat::New : DetailFormat::Old, args[3], in, err);
+        return exit_ok;
+    }
+    const bool capture_command = !args.empty() && (args[0] == "import" || args[0] == "compare");
+    if (!capture_command) {
+        err << vorn_detail_usage;
         return exit_usage;
     }
-    const std::vector<std::string> rest(args.begin() + (args.empty() ? 0 : 1), args.end());
-    if (!args.empty() && args[0] == "import") return import_command(rest, in, err);
-    if (!args.empty() && args[0] == "compare") return compare_command(rest, in, out, err);
-    err << vorn_detail_usage;
-    return exit_usage;
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    return args[0] == "import" ? import_command(rest, in, err) : compare_command(rest, in, out, err);
+}
+
+}  // namespace
+
+int run_vorn_detail(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
+    try {
+        return run_command(args, in, out, err);
+    } catch (const Failure& failure) {
+        err << failure.what() << "\n";
+        return failure.status();
+    } catch (const std::bad_alloc&) {
+        err << "vorn-detail: out of memory\n";
+    } catch (const std::exception& unexpected) {
+        err << "vorn-detail: " << unexpected.what() << "\n";
+    }
+    return exit_failure;
 }
 
 }  // namespace Vorn
