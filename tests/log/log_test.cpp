@@ -297,9 +297,10 @@ void run_logger(const TempDir& dir, const std::string& config_text) {
 
 TEST(InitLogger, LevelsFilesAndRotationFollowTheConfigurationKeys) {
     const std::pair<std::string, std::vector<std::pair<const char*, const char*>>> cases[] = {
-        // The levels of the probes in each file.
+        // The levels of the probes in each file, after the level a syslog appender says it has.
         {"log_file_main = %/m\nlog_level = 3", {{"m", "0123456"}}}, {"log_file_main = %/m\nlog_level = -1", {{"m", "0123"}}},
         {"log_file_main = %/m\nlog_level = five", {{"m", "012345678"}}},
+        {"log_file_main = %/m\nlog_level = 6\nsyslog_name = strell-probe", {{"m", "8012345678"}}},
         // A file named twice gets one appender, at the first key's level.
         {"log_level = 2\nlog_file_debug = %/d\nlog_file_main = %/d\nlog_file_critical = %/c", {{"d", "012345678"}, {"c", "012"}}},
         {"log_level = 2\nlog_file_main = %/m\nlog_file_critical = %/m", {{"m", "012345"}}},
@@ -311,7 +312,7 @@ TEST(InitLogger, LevelsFilesAndRotationFollowTheConfigurationKeys) {
         TempDir dir;
         run_logger(dir, keys + "\n");
         for (const auto& [file, levels] : files) {
-            static const std::regex probe("[^]*?Probe: probe-([0-9])|[^]*");
+            static const std::regex probe("[^]*?(?:Probe: probe-|log level )([0-9])|[^]*");
             EXPECT_EQ(std::regex_replace(read_file(dir.file(file)), probe, "$1"), levels) << keys << " in " << file;
         }
     }
