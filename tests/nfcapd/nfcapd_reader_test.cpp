@@ -208,6 +208,8 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
         {small, small.size() - 10, {}, "truncated: the file ends after " + std::to_string(appendix_size - 10) + " of " +
                                            std::to_string(appendix_size) + " bytes of appendix block 1 of 1"},
         {small_lz4, SIZE_MAX, {{52, UINT64_MAX, 8}}, block + "does not decompress (LZ4)"},
+        {small, SIZE_MAX, {{16, 1, 1}}, block + "does not decompress (LZO)"}, {small, SIZE_MAX, {{16, 2, 1}}, block + "does not decompress (BZ2)"},
+        {small_lz4, SIZE_MAX, {{44, 2, 4}, {52, 0x4110, 2}}, "block 1 of 1, record 1: the block ends before the record (22 in the block)"},  // one byte, "A"
     };
     // Read, not refused: a block stored uncompressed in a compressed file, a
     // block of another type (skipped), an event among the flows (skipped).
