@@ -46,9 +46,9 @@ strell sends NetFlow v5 or v9 export datagrams over UDP to a flow collector:
 synthetic flows built from command-line fields, or the replay of Vorn detail
 files of the billing system at a chosen pace.
 .
-vorn-detail dumps and writes detail files, imports the JSON output of nfdump
-so that nfcapd archives can be replayed, and compares a detail file with what
-a collector stored of its replay.")
+vorn-detail dumps and writes detail files, imports nfcapd archives (their
+files, or the JSON output of nfdump) so that they can be replayed, and
+compares a detail file with what a collector stored of its replay.")
 
 # Debian names a library package after its SONAME; the five libraries share one.
 set(vorn_runtime_package libvorn${PROJECT_VERSION_MAJOR})

@@ -1,5 +1,6 @@
 #include "vorn/stat/detail_encoder.h"
 
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -47,11 +48,6 @@ const IP_address& address_of(const TrafficStat& record, M member) {
     }
 }
 
-// The size a column is written with for this record.
-uint8_t size_for(const Column& column, const TrafficStat& record) {
-    return is_address(column.member) && is_v6(address_of(record, column.member)) ? 16 : column.size;
-}
-
 uint8_t data_id(const TrafficStat& record) {
     unsigned mask = 0;
     unsigned bit = 0;
@@ -63,13 +59,42 @@ uint8_t data_id(const TrafficStat& record) {
     return static_cast<uint8_t>(1 + mask);
 }
 
+// The fields of the records of one data id, in column order, and their
+// bytes with the id's. Made once for every id: the table of fields is
+// searched, not indexed, and an import writes millions of records.
+struct RecordPlan {
+    const DetailField* fields[std::size(columns)];
+    size_t size;
+};
+
+const RecordPlan& plan_of(uint8_t id) {
+    static const auto plans = [] {
+        std::array<RecordPlan, address_combinations> made{};
+        for (unsigned mask = 0; mask < address_combinations; ++mask) {
+            RecordPlan& plan = made[mask];
+            plan.size = 1;
+            unsigned bit = 0;
+            for (size_t i = 0; i < std::size(columns); ++i) {
+                const Column& column = columns[i];
+                const bool wide = is_address(column.member) && ((mask >> bit++) & 1u) != 0;
+                plan.fields[i] = &detail_field_of(column.member, wide ? 16 : column.size);
+                plan.size += plan.fields[i]->size;
+            }
+        }
+        return made;
+    }();
+    return plans[id - 1u];
+}
+
 void append_new_record(const TrafficStat& record, std::vector<unsigned char>& out) {
-    out.push_back(data_id(record));
-    for (const Column& column : columns) {
-        const DetailField& field = detail_field_of(column.member, size_for(column, record));
-        const size_t at = out.size();
-        out.resize(at + field.size);
-        fetch_detail_value(field, record, out.data() + at);
+    const uint8_t id = data_id(record);
+    const RecordPlan& plan = plan_of(id);
+    size_t at = out.size();
+    out.resize(at + plan.size);
+    out[at++] = id;
+    for (const DetailField* field : plan.fields) {
+        fetch_detail_value(*field, record, out.data() + at);
+        at += field->size;
     }
 }
 
@@ -124,15 +149,10 @@ std::vector<unsigned char> DetailEncoder::header() const {
     out.insert(out.end(), fields.begin(), fields.end());
 
     out.push_back(address_combinations);
-    for (unsigned mask = 0; mask < address_combinations; ++mask) {
-        out.push_back(static_cast<unsigned char>(1 + mask));
+    for (unsigned id = 1; id <= address_combinations; ++id) {
+        out.push_back(static_cast<unsigned char>(id));
         out.push_back(static_cast<unsigned char>(std::size(columns)));
-        unsigned bit = 0;
-        for (const Column& column : columns) {
-            uint8_t size = column.size;
-            if (is_address(column.member) && ((mask >> bit++) & 1u) != 0) size = 16;
-            out.push_back(detail_field_of(column.member, size).id);
-        }
+        for (const DetailField* field : plan_of(static_cast<uint8_t>(id)).fields) out.push_back(field->id);
     }
     return out;
 }

@@ -1,6 +1,7 @@
-// Arbitrary text as nfdump's JSON output for 'vorn-detail import': bad input
-// must leave no file, and a file written must read back with every flow the
-// import counted.
+// Arbitrary bytes as the capture of 'vorn-detail import', nfdump's JSON or
+// an nfcapd file by the first byte (seeded with both): bad input must leave
+// no file, and a file written must read back with every flow the import
+// counted.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>

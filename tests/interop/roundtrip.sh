@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Real captures both ways. The mixed IPv4/IPv6 detail file is replayed as v9
-# into nfcapd; vorn-detail compare finds nfdump's view of it equal to the
-# file; the capture, imported, replays into a second nfcapd that stores the
+# into nfcapd (archive.sh compares such captures with the file); the capture,
+# imported from nfdump's JSON, replays into a second nfcapd that stores the
 # same flows, field for field.
 source "$(dirname "$0")/lib.sh"
 make_mixed_file
@@ -17,7 +17,6 @@ store() {  # name, detail file
 }
 
 store first "$WORK/mixed.vorn"
-expect_eq "compare, first capture" "equal: $COUNT flows" "$("$VORN_DETAIL" compare --sent-as v9 "$WORK/mixed.vorn" "$WORK/first.json")"
 "$VORN_DETAIL" import --format new "$WORK/imported.vorn" - <"$WORK/first.json"
 store second "$WORK/imported.vorn"
 expect_eq "flows in the second capture" $COUNT "$(wc -l <"$WORK/second.txt")"

@@ -213,12 +213,12 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
     };
     // Read, not refused: a block stored uncompressed in a compressed file, a
     // block of another type (skipped), an event among the flows (skipped).
-    const std::tuple<std::vector<Patch>, unsigned long, unsigned long> read_cases[] = {
-        {{{16, 3, 1}, {50, 1, 2}}, 20, 2}, {{{48, 4, 2}}, 0, 22}, {{{94, 1, 1}}, 19, 3}};
-    for (const auto& [patches, flows, skipped] : read_cases) {
+    const std::tuple<std::vector<Patch>, unsigned long, unsigned long, unsigned long> read_cases[] = {  // flows, skipped, events
+        {{{16, 3, 1}, {50, 1, 2}}, 20, 2, 0}, {{{48, 4, 2}}, 0, 22, 0}, {{{94, 1, 1}}, 19, 3, 1}};
+    for (const auto& [patches, flows, skipped, events] : read_cases) {
         Vorn::NfcapdReader reader;
         EXPECT_TRUE(reader.read(dir.write("variant", patched(small, SIZE_MAX, patches)), [](const Vorn::TrafficStat&) { return string(); }));
-        EXPECT_EQ(std::make_pair(reader.flows(), reader.skipped()), std::make_pair(flows, skipped)) << reader.problem();
+        EXPECT_EQ(std::make_tuple(reader.flows(), reader.skipped(), reader.events()), std::make_tuple(flows, skipped, events)) << reader.problem();
     }
     for (const auto& c : cases) {
         Vorn::NfcapdReader reader;

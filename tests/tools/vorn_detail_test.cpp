@@ -79,14 +79,16 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
     const auto second = [&flow](const char* key, json value) { json f = flow; return f[key] = std::move(value), json::array({flow, f}).dump(); };
     const string two = json::array({flow, flow}).dump(), cut = "vorn-detail: cannot read fifo: a FIFO (a detail file is read by seeking: copy the stream to a file first)\n";
     const string v9_ends = "a v9 replay ends there (strell prints \"Incorrect netflow data\" and exits with status 1, the datagram being filled unsent)";
-    const string usage = vorn_detail({"--help"}).out, directory = ": a directory (a capture is the JSON text that 'nfdump -o json' prints)\n", closed = "vorn-detail: cannot read standard input: it is closed\n";
+    const string usage = vorn_detail({"--help"}).out, closed = "vorn-detail: cannot read standard input: it is closed\n";
+    // nfcapd files: the capture file in dir is cut in its header; a whole header of one block, then 6 bytes.
+    const string damaged = "vorn-detail: dir/nfcapd.202401010000: truncated header: 4 of 40 bytes\n", no_files = "vorn-detail: empty: no capture files (nfcapd.*) in it\n";
+    const string one_block = string("\x0c\xa5\x02", 3) + string(33, '\0') + string("\x01\0\0\0\0\0\0\0\0\0", 10);
     const struct { string command, input; int status; string err, out = ""; } cases[] = {
         {"write --format new out.vorn <&-", "", 1, closed}, {"import --format new out.vorn <&-", "", 1, closed},
         {"compare --sent-as v9 sent.vorn <&-", "", 1, closed}, {"compare --sent-as v5 sent.vorn - <&-", "", 1, closed},
-        {"import --format new out.vorn dir", "", 1, "vorn-detail: cannot read dir" + directory},
-        {"import --format old out.vorn empty", "", 1, "vorn-detail: cannot read empty" + directory},
-        {"compare --sent-as v9 sent.vorn dir", "", 1, "vorn-detail: cannot read dir" + directory},
-        {"compare --sent-as v5 sent.vorn empty", "", 1, "vorn-detail: cannot read empty" + directory},
+        {"import --format new out.vorn dir", "", 1, damaged}, {"compare --sent-as v5 sent.vorn empty", "", 1, no_files},
+        {"import --format new out.vorn - dir", two, 1, damaged},  // the flows read before are not written
+        {"import --format new out.vorn", one_block, 1, "vorn-detail: standard input: block 1 of 1: truncated: the file ends after 6 of 12 bytes of its header\n"},
         {"dump dir", "", 1, "vorn-detail: cannot read dir: a directory\n"},
         {"compare --sent-as v9 empty -", "[]", 1, "vorn-detail: cannot read empty: a directory\n"},
         {"dump fifo", "", 1, cut}, {"compare --sent-as v9 fifo -", "[]", 1, cut},
@@ -128,11 +130,12 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
         {"compare --sent-as v5 sent.vorn", "[]", 3, "", "note: record 2 of sent.vorn has an IPv6 address: a v5 replay skips it, and every such record, without a word\n"},
     };
     const string sent = read_file(write_detail_file(TempDir(), "sent.vorn", "new", {good, mixed, v6}));
-    const std::set<string> fixtures = {"dir", "dir/x", "empty", "fifo", "out.vorn", "sent.vorn"};
+    const std::set<string> fixtures = {"dir", "dir/nfcapd.202401010000", "empty", "fifo", "out.vorn", "sent.vorn"};
     for (const auto& c : cases) {
         TempDir dir;
         dir.write("sent.vorn", sent), dir.write("out.vorn", "before");
-        std::filesystem::create_directories(dir.file("dir/x")), std::filesystem::create_directory(dir.file("empty")), ::mkfifo(dir.file("fifo").c_str(), 0600);
+        std::filesystem::create_directory(dir.file("dir")), std::filesystem::create_directory(dir.file("empty")), ::mkfifo(dir.file("fifo").c_str(), 0600);
+        dir.write("dir/nfcapd.202401010000", string("\x0c\xa5\x02\0", 4));
         const ProgramRun run = run_program("/bin/sh", {"-c", "cd \"$1\" && exec timeout 10 \"$0\" " + c.command, VORN_DETAIL_BINARY, dir.path}, nullptr, c.input);
         EXPECT_EQ(std::make_pair(run.status, run.err), std::make_pair(c.status, c.err)) << c.command << " <<< " << c.input;
         EXPECT_TRUE(c.status == 0 || c.status == 3 ? run.out.rfind(c.out, 0) == 0 : run.out.empty()) << c.command << ": " << run.out;

@@ -10,14 +10,13 @@ constexpr unsigned char magic[2] = {0x0C, 0xA5};  // 0xA50C, little-endian
 
 }  // namespace
 
-bool starts_as_nfcapd(const unsigned char* bytes, size_t size) {
-    if (size < 2) return false;
-    return (bytes[0] == magic[0] && bytes[1] == magic[1]) || (bytes[0] == magic[1] && bytes[1] == magic[0]);
-}
+bool starts_as_nfcapd(unsigned char first) { return first == magic[0] || first == magic[1]; }
 
 std::string parse_file_header(const unsigned char* bytes, size_t size, NfcapdFileHeader& out) {
     using namespace LittleEndian;
-    if (!starts_as_nfcapd(bytes, size)) return "not an nfcapd file";
+    const bool magic_read = size >= 2 && ((bytes[0] == magic[0] && bytes[1] == magic[1]) ||
+                                          (bytes[0] == magic[1] && bytes[1] == magic[0]));
+    if (!magic_read) return "not an nfcapd file";
     if (bytes[0] != magic[0]) return "an nfcapd file written on a big-endian host; only little-endian files are read";
     if (size < NfcapdFileHeader::size)
         return "truncated header: " + std::to_string(size) + " of " + std::to_string(NfcapdFileHeader::size) + " bytes";

@@ -20,9 +20,10 @@ struct NfcapdFileHeader {
     uint64_t appendix_offset = 0;  // where they start, past the data blocks
 };
 
-// Whether the first bytes (size of them) carry the magic of an nfcapd file,
-// in either byte order: how such a file is told from other input.
-bool starts_as_nfcapd(const unsigned char* bytes, size_t size);
+// Whether input that starts with this byte is read as an nfcapd file: the
+// first byte of its magic in either byte order, which no JSON text starts
+// with. How such a file is told from nfdump's JSON.
+bool starts_as_nfcapd(unsigned char first);
 
 // The header from the first bytes of a file (size of them: fewer than its 40
 // when the file is shorter). An empty text, or why the file cannot be read.

@@ -116,6 +116,7 @@ bool NfcapdReader::read_records(const unsigned char* payload, size_t size, unsig
             std::string wrong = decoder_.decode(payload + at, length, flow_, is_flow);
             if (wrong.empty() && is_flow) wrong = visit(flow_);
             if (!wrong.empty()) return fail(wrong);
+            events_ += !is_flow;
         }
         ++(is_flow ? flows_ : skipped_);
         at += length;

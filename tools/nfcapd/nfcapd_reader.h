@@ -32,6 +32,9 @@ public:
     // Over every file read so far.
     unsigned long flows() const { return flows_; }
     unsigned long skipped() const { return skipped_; }
+    // Of those skipped, the flow records that hold an event (NSEL/NEL), the
+    // only ones that nfdump shows.
+    unsigned long events() const { return events_; }
 
 private:
     bool read_blocks(std::istream& in, const Visit& visit);
@@ -49,7 +52,7 @@ private:
     std::vector<unsigned char> stored_, decompressed_;
     FlowRecordDecoder decoder_;
     TrafficStat flow_;
-    unsigned long flows_ = 0, skipped_ = 0;
+    unsigned long flows_ = 0, skipped_ = 0, events_ = 0;
 };
 
 }  // namespace Vorn

@@ -30,17 +30,18 @@ std::vector<std::string> split(const std::string& list) {
     return items;
 }
 
+// A count while reading is for a person watching, not for a log or a pipe.
+bool progress_shown(const std::ostream& err) { return &err == &std::cerr && isatty(STDERR_FILENO) == 1; }
+
 }  // namespace
 
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err) {
-    if (args.size() < 3 || args.size() > 4 || args[0] != "--format") return usage(err);
+    if (args.size() < 3 || args[0] != "--format") return usage(err);
     if (args[1] != "new" && args[1] != "old")
         throw Failure("unknown format '" + args[1] + "' (new or old)", exit_usage);
     const DetailFormat format = args[1] == "new" ? DetailFormat::New : DetailFormat::Old;
-    // The count is for a person watching, not for a log or a pipe.
-    const bool progress = &err == &std::cerr && isatty(STDERR_FILENO) == 1;
-    Capture capture(args.size() == 4 ? args[3] : "-", in);
-    import_capture(format, args[2], capture, err, progress);
+    Capture capture({args.begin() + 3, args.end()}, in, err, progress_shown(err));
+    import_capture(format, args[2], capture, err);
     return exit_ok;
 }
 
@@ -55,7 +56,7 @@ int compare_command(const std::vector<std::string>& args, std::istream& in, std:
             for (const std::string& name : split(args[at + 1])) ignored.push_back(name);
         at += 2;
     }
-    if (version.empty() || args.size() <= at || args.size() > at + 2) return usage(err);
+    if (version.empty() || args.size() <= at) return usage(err);
     if (version != "v5" && version != "v9")
         throw Failure("unknown version '" + version + "' for --sent-as (v5 or v9)", exit_usage);
     const SentAs sent_as = version == "v5" ? SentAs::V5 : SentAs::V9;
@@ -68,8 +69,8 @@ int compare_command(const std::vector<std::string>& args, std::istream& in, std:
     }
     // The capture is opened once the file is known to be readable: a FIFO's
     // open waits for a writer.
-    const std::string capture = args.size() == at + 2 ? args[at + 1] : "-";
-    const auto open_capture = [&] { return std::make_unique<Capture>(capture, in); };
+    const std::vector<std::string> inputs(args.begin() + static_cast<std::ptrdiff_t>(at) + 1, args.end());
+    const auto open_capture = [&] { return std::make_unique<Capture>(inputs, in, err, progress_shown(err)); };
     return compare_capture(args[at], sent_as, ignored, open_capture, out, err);
 }
 

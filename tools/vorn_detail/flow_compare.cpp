@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 
 #include "tools/vorn_detail/capture.h"
@@ -85,20 +86,29 @@ private:
         records_ = record;
         counts_ = std::make_unique<FlowCounts>(sent_);
         unsigned long added = 0;
+        CountsAhead<uint64_t, std::function<void(uint64_t)>> ahead(*counts_, [this](uint64_t f) { counts_->add(f); });
         each_record([&](const TrafficStat& flow, unsigned long) {
             if (!view_.carries(flow)) return;
             if (++added > sent_) throw Failure(path_ + ": changed while compare read it");
-            counts_->add(fingerprint(view_.project(flow)));
+            const uint64_t f = fingerprint(view_.project(flow));
+            ahead.push(f, f);
         });
+        ahead.flush();
     }
 
     void read_capture(Capture& capture) {
+        using Stored = std::pair<uint64_t, ComparedFlow>;
+        CountsAhead<Stored, std::function<void(const Stored&)>> ahead(*counts_, [this](const Stored& stored) {
+            if (!counts_->take(stored.first)) extras_.append(stored.second);
+        });
         capture.read([&](const TrafficStat& flow, unsigned long) {
             ++stored_;
             const ComparedFlow stored = view_.project(flow);
-            if (!counts_->take(fingerprint(stored))) extras_.append(stored);
+            const uint64_t f = fingerprint(stored);
+            ahead.push(f, {f, stored});
             return std::string();
         });
+        ahead.flush();
         missing_ = sent_ - (stored_ - extras_.size());
     }
 
@@ -118,10 +128,15 @@ private:
         }
         missing_records_.assign(records_, false);
         candidates_among_missing_.reserve(missing_);
-        each_record([&](const TrafficStat& record, unsigned long index) {
-            if (!view_.carries(record)) return;
-            const ComparedFlow flow = view_.project(record);
-            if (!counts_->take(fingerprint(flow))) return;
+        struct Sent {
+            uint64_t fingerprint;
+            ComparedFlow flow;
+            unsigned long index;
+        };
+        CountsAhead<Sent, std::function<void(const Sent&)>> ahead(*counts_, [&](const Sent& sent) {
+            const ComparedFlow& flow = sent.flow;
+            const unsigned long index = sent.index;
+            if (!counts_->take(sent.fingerprint)) return;
             missing_records_[index] = true;
             const uint64_t identity = identity_fingerprint(flow);
             const bool candidate = std::binary_search(extra_identities.begin(), extra_identities.end(), identity);
@@ -130,6 +145,13 @@ private:
             missing_candidates_.push_back({identity, index_of(missing_aside_.size())});
             missing_aside_.append(flow);
         });
+        each_record([&](const TrafficStat& record, unsigned long index) {
+            if (!view_.carries(record)) return;
+            const ComparedFlow flow = view_.project(record);
+            const uint64_t f = fingerprint(flow);
+            ahead.push(f, {f, flow, index});
+        });
+        ahead.flush();
         counts_.reset();
     }
 

@@ -21,25 +21,31 @@ size_t slots_for(unsigned long flows) {
 
 }  // namespace
 
-FlowCounts::FlowCounts(unsigned long flows) : keys_(slots_for(flows)), counts_(keys_.size()) {}
+FlowCounts::FlowCounts(unsigned long flows) : slots_(slots_for(flows)) {}
 
-size_t FlowCounts::find(uint64_t fingerprint) const {
+FlowCounts::Slot& FlowCounts::find(uint64_t fingerprint) {
     const uint64_t key = key_of(fingerprint);
-    size_t slot = static_cast<size_t>(key % keys_.size());
-    while (keys_[slot] != key && keys_[slot] != 0) slot = slot + 1 == keys_.size() ? 0 : slot + 1;
-    return slot;
+    size_t slot = static_cast<size_t>(key % slots_.size());
+    while (slots_[slot].key() != key && slots_[slot].key() != 0) slot = slot + 1 == slots_.size() ? 0 : slot + 1;
+    return slots_[slot];
 }
 
 void FlowCounts::add(uint64_t fingerprint) {
-    const size_t slot = find(fingerprint);
-    keys_[slot] = key_of(fingerprint);
-    ++counts_[slot];
+    Slot& slot = find(fingerprint);
+    const uint64_t key = key_of(fingerprint);
+    slot.key_low = static_cast<uint32_t>(key);
+    slot.key_high = static_cast<uint32_t>(key >> 32);
+    ++slot.count;
+}
+
+void FlowCounts::prefetch(uint64_t fingerprint) const {
+    __builtin_prefetch(&slots_[static_cast<size_t>(key_of(fingerprint) % slots_.size())]);
 }
 
 bool FlowCounts::take(uint64_t fingerprint) {
-    const size_t slot = find(fingerprint);
-    if (counts_[slot] == 0) return false;
-    --counts_[slot];
+    Slot& slot = find(fingerprint);
+    if (slot.count == 0) return false;
+    --slot.count;
     return true;
 }
 
