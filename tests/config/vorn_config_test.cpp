@@ -16,7 +16,7 @@ using Lines = std::vector<StrellTest::RecordingLogger::Line>;
 TEST(VornConfig, ImportSplitsAtTheFirstEqualsSkipsCommentsAndSectionsAndLogsLinesWithoutEquals) {
     StrellTest::TempDir dir;
     // Line 11 has 6000 characters and arrives in two pieces, the second without "=".
-    const std::string path = dir.write("a.conf", "key = value\r\n  key2=a=b\n# key = hash\n; key = semicolon\n[key]\n   \r\n"
+    const std::string path = dir.write("a.conf", "key = value \t\r\n  key2=a=b\n# key = hash\n; key = semicolon\n[key]\n   \r\n"
                                                  "empty =\nno equals\nkey = second  \n\ttabbed = t\n"
                                                  "long=" + std::string(5995, 'v') + "\nb=1\n");
     StrellTest::RecordingLogger logged;
@@ -27,7 +27,7 @@ TEST(VornConfig, ImportSplitsAtTheFirstEqualsSkipsCommentsAndSectionsAndLogsLine
                                    {3, "Config", "Import: parse error at line 12"}}));
     // trim keeps tabs, so the key of the tab-indented line starts with one.
     const std::pair<const char*, std::vector<std::string>> expected[] = {
-        {"key", {"value", "second  "}}, {"key2", {"a=b"}}, {"empty", {""}}, {"b", {"1"}}, {"\ttabbed", {"t"}},
+        {"key", {"value \t", "second  "}}, {"key2", {"a=b"}}, {"empty", {""}}, {"b", {"1"}}, {"\ttabbed", {"t"}},
         {"long", {std::string(4090, 'v')}}, {"tabbed", {}}, {"# key", {}}, {"; key", {}}};
     std::vector<std::string> got;
     for (const auto& [key, values] : expected) EXPECT_EQ((got.clear(), config.get(key, got), got), values) << key;

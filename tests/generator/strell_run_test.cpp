@@ -29,9 +29,10 @@ void expect_output(const ProgramRun& run, const string& start, uint32_t count, s
 
 TEST(StrellRun, SyntheticV5SendsFullPacketsThenOnePartialAllCutFromTheFirst) {
     const struct { std::vector<string> args; const char* address; uint32_t records, version; } cases[] = {
-        {{"-c", "0"}, "127.0.0.1", 0, 5}, {{"-c", "29"}, "127.0.0.1", 29, 5}, {{"-c", "65"}, "::1", 65, 5},
+        // Away from 127.0.0.1 and ::1, where datagrams sent to the wildcard address end up.
+        {{"-c", "0"}, "127.0.0.1", 0, 5}, {{"-c", "29"}, "127.0.0.2", 29, 5}, {{"-c", "65"}, "::1", 65, 5},
         {{"-c", "31", "-v", "7"}, "127.0.0.1", 31, 7},  // any number but 9 sends v5 packets
-        {{"-c", "4294967297"}, "127.0.0.1", 1, 5},      // cut to 32 bits
+        {{"-c", "4294967297"}, "::ffff:127.0.0.2", 1, 5},  // cut to 32 bits
         {{"-t", "50"}, "127.0.0.1", 65535, 5},          // the default count
     };
     for (const auto& c : cases) {
@@ -97,7 +98,7 @@ TEST(StrellRun, SyntheticV9RepeatsTheOptionValuesAsStrtolReadsThemUnderOneTempla
         {{"-v", "9", "-c", "1000"}, "01 00 00 00", "", {32, 32}, {736, 266}},
     };
     for (const auto& c : cases) {
-        UdpReceiver receiver;
+        UdpReceiver receiver("127.0.0.2");
         const ProgramRun run = run_against(receiver, c.options);
         expect_output(run, announcement(receiver), std::stoi(c.options[3]), c.sizes.size(), "NFv9");
         std::vector<size_t> sizes, counts;
@@ -188,7 +189,7 @@ TEST(StrellReplay, ThirtyIPv4FlowsADatagramAndA16BitCounterThatAbove65535SendsTh
     // 70000 is 4464 in 16 bits and 65536 is 0: the counter never reaches either.
     // 35 hands over 30 IPv4 flows: one full datagram, and nothing left to force out.
     for (const auto& [count, sent] : {std::pair{"70000", size_t(4286)}, {"65536", size_t(4286)}, {"35", size_t(30)}}) {
-        UdpReceiver receiver;
+        UdpReceiver receiver("127.0.0.2");
         const auto started = static_cast<uint32_t>(time(nullptr));
         const ProgramRun run = replay(receiver, file, {"-c", count, "-t", "50"});
         EXPECT_EQ(run.status, 0) << run.err;
@@ -257,7 +258,7 @@ TEST(StrellReplay, V9SendsEveryFlowOnceAndInOrderInDatagramsUpTo1500BytesTemplat
         std::vector<uint32_t> expected[2], seen[2];
         for (const auto& [flows, v6] : c.runs)
             for (int i = 0; i < flows; ++i) expected[v6].push_back(uint32_t(lines.size())), lines.push_back(flow_line(lines.size(), v6));
-        UdpReceiver receiver;
+        UdpReceiver receiver("::ffff:127.0.0.2");
         const auto started = static_cast<uint32_t>(time(nullptr));
         const ProgramRun run = replay(receiver, write_detail_file(dir, "flows.vorn", "new", lines), {"-v", "9"});
         expect_headers(run, started);

@@ -10,9 +10,9 @@ namespace StrellTest {
 
 using Datagram = std::vector<uint8_t>;
 
-// A collector stand-in: a UDP socket on a port the system picks, on 127.0.0.1
-// or ::1, with a receive buffer raised past the system cap where the process
-// may. Every wait is bounded.
+// A collector stand-in: a UDP socket on a port the system picks, on a loopback
+// address (127.0.0.0/8, ::1 or ::ffff:127.x.y.z), with a receive buffer raised
+// past the system cap where the process may. Every wait is bounded.
 class UdpReceiver {
 public:
     explicit UdpReceiver(const std::string& address = "127.0.0.1", int buffer_bytes = 8 << 20);

@@ -10,24 +10,44 @@
 using namespace StrellTest;
 
 TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailureOrSignal) {
-    // Each script runs in a fresh directory with vorn-detail as $0; `w` writes two records.
-    const char* prelude = R"(cd "$1" && vd=$0 && printf '%s\n%s\n' "$2" "$2" >lines && w() { "$vd" write --format new "$@" <lines; } && w ref; )";
+    // Each script runs in a fresh directory (one below the temporary one, so that a wrong "../" stays inside)
+    // with vorn-detail as $0; `w` writes two records.
+    const char* prelude = R"(cd "$1" && mkdir top && cd top && vd=$0 && printf '%s\n%s\n' "$2" "$2" >lines && w() { "$vd" write --format new "$@" <lines; } && w ref; )";
     const struct { const char* script; std::string out, err; } cases[] = {
-        // A link stays a link and its target, even one not there yet, gets the file.
-        {"echo old >plain; ln -s plain link; ln -s later dangling; w link; w dangling;"
-         "test -L link && test -L dangling && cmp plain ref && cmp later ref && echo kept", "kept\n", ""},
-        // A FIFO stays one and is written as a stream.
-        {"mkfifo fifo; cat fifo >got & w fifo; wait; test -p fifo && cmp got ref && echo kept", "kept\n", ""},
-        {"mkdir dir; w dir; echo $?; ls -A", "1\ndir\nlines\nref\n",
-         "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"},
-        // The devices of /dev/null and /dev/full; the second fails the final flush.
-        {"mknod null c 1 3 && mknod full c 1 7 || exit 77; w null; echo $?; w full; echo $?; test -c null && test -c full && echo kept",
-         "0\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\n"},
-        // A signal during a write removes the temporary file and ends the program as the signal would.
-        {"mkfifo in; for s in INT TERM HUP; do env --default-signal \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
+        // Links stay links, relative ones read from their own folder, and the end of the chain, even one not
+        // there yet, gets the file with the mode it had (or the umask gives).
+        {"mkdir sub; echo old >x; chmod 604 x; ln -s ../x sub/up; ln -s sub/up chain; ln -s ../later sub/dangling;"
+         "ln -s \"$PWD/far\" sub/absolute; umask 027; w chain; w sub/dangling; w sub/absolute; test -L chain && test -L sub/up &&"
+         "test -L sub/dangling && test -L sub/absolute && cmp x ref && cmp later ref && cmp far ref && stat -c %a x later && ls -A sub",
+         "604\n640\nabsolute\ndangling\nup\n", ""},
+        // The kernel's limit: 40 links are followed, a 41st is refused.
+        {"i=0; while [ $i -lt 40 ]; do ln -s l$((i + 1)) l$i; i=$((i + 1)); done; w l0; echo $?; ln -s l0 l; w l; echo $?; cmp l40 ref",
+         "0\n1\n", "vorn-detail: cannot write l: Too many levels of symbolic links\n"},
+        // A FIFO stays one and is written as a stream, as is standard output ("-"), whatever it is.
+        {"mkfifo fifo; cat fifo >got & w fifo; wait; w - >dash; w - >&-; echo $?; test -p fifo && cmp got ref && cmp dash ref && echo kept",
+         "1\nkept\n", "vorn-detail: cannot write standard output: Bad file descriptor\n"},
+        // Nothing is written where no file can be; a link into a missing folder stays as it was.
+        {"mkdir dir; w dir; echo $?; w ref/x; echo $?; ln -s none/x lost; w lost 2>&1 | sed 's/tmp[.][^:]*/tmp.?/'; test -L lost && ls -A",
+         "1\n1\nvorn-detail: cannot create none/x.tmp.?: No such file or directory\ndir\nlines\nlost\nref\n",
+         "vorn-detail: cannot write dir: a directory (only a regular file, a FIFO, a character device or '-' is written)\n"
+         "vorn-detail: cannot write ref/x: Not a directory\n"},
+        // A directory made at the path during the write keeps it, and the temporary file goes.
+        {"mkfifo in; \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
+         "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; mkdir out; exec 3>&-; wait $!; echo $?; ls -A",
+         "1\nin\nlines\nout\nref\n", "vorn-detail: cannot write out: Is a directory\n"},
+        // The devices of /dev/null and /dev/full (which fails the final flush, or a write past the buffer, where the
+        // input stops being read) and one without a driver.
+        {"mknod null c 1 3 && mknod full c 1 7 && mknod none c 0 0 || exit 77; w null; echo $?; w full; echo $?;"
+         "{ yes \"$(head -1 lines)\" | head -300; echo bad; } | \"$vd\" write --format new full; echo $?; w none; echo $?; test -c null && test -c full && echo kept",
+         "0\n1\n1\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\nvorn-detail: cannot write full: No space left on device\n"
+         "vorn-detail: cannot write none: No such device or address\n"},
+        // A signal during a write removes the temporary file and ends the program as the signal would;
+        // one the caller ignores (nohup) stays ignored, and the input's end then commits the file.
+        {"mkfifo in; for c in default:INT default:TERM default:HUP ignore:HUP; do s=${c#*:};"
+         "env --${c%:*}-signal=$s \"$vd\" write --format new out <in & exec 3>in; head -1 lines >&3;"
          "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; t=$(ls -A | grep -c tmp);"
-         "kill -$s $!; wait $!; echo \"$s $t $? $(ls -A | grep -c tmp)\"; exec 3>&-; done",
-         "INT 1 130 0\nTERM 1 143 0\nHUP 1 129 0\n", ""},
+         "kill -$s $!; exec 3>&-; wait $!; echo \"$s $t $? $(ls -A | grep -c tmp) $(ls -A | grep -c '^out$')\"; done",
+         "INT 1 130 0 0\nTERM 1 143 0 0\nHUP 1 129 0 0\nHUP 1 0 0 1\n", ""},
     };
     for (const auto& c : cases) {
         TempDir dir;

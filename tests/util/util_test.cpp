@@ -3,6 +3,8 @@
 #include <atomic>
 #include <climits>
 #include <csignal>
+#include <ctime>
+#include <tuple>
 
 #include "vorn/util/string_utils.h"
 #include "vorn/util/thread.h"
@@ -46,7 +48,14 @@ TEST(Utilities, TextNumbersAndDates) {
     const unsigned char bytes[] = {0x0A, 0xFF};
     EXPECT_TRUE(to_hex_string(bytes, 2) == "0aff" && ftoa(1.5f, 3) == "1.500" && ftoa(0.1f, 10) == "0.1000000015");
     EXPECT_TRUE(itoa(-7) == "-7" && itoa(INT_MIN) == "-2147483648" && tolower("MiXeD 1-Z\xC4") == "mixed 1-z\xC4");
-    const int months[][3] = {{2024, 1, 29}, {1900, 1, 28}, {2000, 1, 29}, {2023, 1, 28}, {2023, 3, 30}, {2000, 12, 31}, {2000, -1, 31}};
-    for (const auto& m : months) EXPECT_EQ(Time::get_days_in_month(m[0], m[1]), m[2]) << m[0] << "/" << m[1];
+    // Against the C library's calendar: day 0 of the next month is the last of this one.
+    for (const int year : {1900, 2000, 2023, 2024})
+        for (int month = 0; month < 12; ++month) {
+            std::tm last{};
+            std::tie(last.tm_year, last.tm_mon, last.tm_mday, last.tm_hour) = std::tuple(year - 1900, month + 1, 0, 12);
+            timegm(&last);
+            EXPECT_EQ(Time::get_days_in_month(year, month), last.tm_mday) << year << "/" << month;
+        }
+    EXPECT_TRUE(Time::get_days_in_month(2000, 12) == 31 && Time::get_days_in_month(2000, -1) == 31);
     EXPECT_EQ(Time::ctime(0), Time::ctimePopped(0) + "\n");
 }
