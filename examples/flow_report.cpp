@@ -63,15 +63,16 @@ int main(int argc, char** argv) {
     HostFilter filter(host);
     Vorn::DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
-    if (parser.probe(argv[2]) != 0) {
+    using Parser = Vorn::DetailedInfoFileParser;
+    if (parser.probe(argv[2]) == Parser::probe_failed) {
         std::fprintf(stderr, "flow_report: %s is not a readable detail file\n", argv[2]);
         return 1;
     }
     Vorn::TrafficStat record;
     unsigned long flows = 0;
     unsigned long long bytes = 0;
-    for (int read; (read = parser.parse_record(record)) != 0;) {
-        if (read != 1) continue;  // refused by the filter
+    for (int read; (read = parser.parse_record(record)) != Parser::no_record;) {
+        if (read == Parser::record_refused) continue;
         std::printf("%s\n", record.to_str_json().c_str());
         ++flows;
         bytes += record.d_oct;

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "generator/driver/number_parsing.h"
+#include "vorn/stat/netflow_fields.h"
 
 namespace Strell {
 
@@ -37,15 +38,49 @@ const char* const option_list =
     "\t[-N nexthop ] \t\tIP of next router\n"
     "\t[-u] \t\tUse Vorn detailed statistic file";
 
+namespace NetflowType = Vorn::NetflowType;
+using Vorn::TrafficMember;
+
+// The options that add a flow field: a number read in the base given, or an
+// address whose own family chooses between the IPv4 and the IPv6 type of
+// its member.
+struct NumberOption {
+    char letter;
+    NetflowType::Type type;
+    int base;
+};
+constexpr NumberOption number_options[] = {
+    {'z', NetflowType::L4_SRC_PORT, 10}, {'x', NetflowType::L4_DST_PORT, 10}, {'i', NetflowType::INPUT_SNMP, 10},
+    {'o', NetflowType::OUTPUT_SNMP, 10}, {'b', NetflowType::IN_BYTES, 10},    {'P', NetflowType::IN_PKTS, 10},
+    {'n', NetflowType::SRC_AS, 0},       {'m', NetflowType::DST_AS, 0},       {'j', NetflowType::SRC_TOS, 10},
+    {'k', NetflowType::TCP_FLAGS, 10},   {'l', NetflowType::PROTOCOL, 10},
+};
+
+struct AddressOption {
+    char letter;
+    TrafficMember member;
+};
+constexpr AddressOption address_options[] = {
+    {'s', TrafficMember::s_addr}, {'d', TrafficMember::d_addr}, {'N', TrafficMember::nexthop_addr}};
+
 // Numbers are cut to the width of what they set: a port of 70000 is 4464.
 template <typename T>
 T number(int base = 10) {
     return static_cast<T>(read_number(optarg, base));
 }
 
-// The address options choose the IPv4 or the IPv6 field type by the family
-// of what was given.
-bool add_address(RunSettings& settings, unsigned short v4_type, unsigned short v6_type) {
+// At the width the catalogue gives the type.
+void add_number(StrellRecord& fields, const NumberOption& option) {
+    const uint8_t width = Vorn::netflow_field(option.type).width;
+    if (width == 1)
+        fields.add_field<unsigned char>(option.type, number<unsigned char>(option.base));
+    else if (width == 2)
+        fields.add_field<unsigned short>(option.type, width, number<unsigned short>(option.base));
+    else
+        fields.add_field<unsigned int>(option.type, width, number<unsigned int>(option.base));
+}
+
+bool add_address(StrellRecord& fields, TrafficMember member) {
     IP_address address;
     try {
         address = IP_address::from_string(optarg);
@@ -53,12 +88,21 @@ bool add_address(RunSettings& settings, unsigned short v4_type, unsigned short v
         std::printf("%s\n", e.what());
         return false;
     }
-    if (address.family() == IP_address::IPv6) {
-        settings.flow_fields.add_field<IP_address>(v6_type, 16, address);
-    } else {
-        settings.flow_fields.add_field<IP_address>(v4_type, 4, address);
-    }
+    const bool v6 = address.family() == IP_address::IPv6;
+    fields.add_field<IP_address>(Vorn::address_type(member, v6), v6 ? 16 : 4, address);
     return true;
+}
+
+enum class FieldOption { unknown, added, bad_address };
+
+FieldOption add_flow_field(int option, StrellRecord& fields) {
+    for (const NumberOption& o : number_options) {
+        if (o.letter == option) return add_number(fields, o), FieldOption::added;
+    }
+    for (const AddressOption& o : address_options) {
+        if (o.letter == option) return add_address(fields, o.member) ? FieldOption::added : FieldOption::bad_address;
+    }
+    return FieldOption::unknown;
 }
 
 }  // namespace
@@ -71,7 +115,6 @@ void print_usage() {
 }
 
 bool parse_command_line(int argc, char* argv[], RunSettings& settings) {
-    StrellRecord& fields = settings.flow_fields;
     int option = 0;
     while ((option = getopt(argc, argv, options)) != -1) {
         switch (option) {
@@ -96,55 +139,20 @@ bool parse_command_line(int argc, char* argv[], RunSettings& settings) {
             case 'u':
                 settings.detail_file_mode = true;
                 break;
-            case 's':
-                if (!add_address(settings, 8, 27)) return false;
-                break;
-            case 'd':
-                if (!add_address(settings, 12, 28)) return false;
-                break;
-            case 'N':
-                if (!add_address(settings, 15, 62)) return false;
-                break;
-            case 'z':
-                fields.add_field<unsigned short>(7, number<unsigned short>());
-                break;
-            case 'x':
-                fields.add_field<unsigned short>(11, number<unsigned short>());
-                break;
-            case 'i':
-                fields.add_field<unsigned short>(10, 2, number<unsigned short>());
-                break;
-            case 'o':
-                fields.add_field<unsigned short>(14, 2, number<unsigned short>());
-                break;
-            case 'b':
-                fields.add_field<unsigned int>(1, 4, number<unsigned int>());
-                break;
-            case 'P':
-                fields.add_field<unsigned int>(2, 4, number<unsigned int>());
-                break;
-            case 'n':
-                fields.add_field<unsigned int>(16, 4, number<unsigned int>(0));
-                break;
-            case 'm':
-                fields.add_field<unsigned int>(17, 4, number<unsigned int>(0));
-                break;
-            case 'j':
-                fields.add_field<unsigned char>(5, number<unsigned char>());
-                break;
-            case 'k':
-                fields.add_field<unsigned char>(6, number<unsigned char>());
-                break;
-            case 'l':
-                fields.add_field<unsigned char>(4, number<unsigned char>());
-                break;
             case 'a':
             case 'I':
                 // Accepted for old command lines; no packet grouping exists.
                 break;
             default:
-                print_usage();
-                return false;
+                switch (add_flow_field(option, settings.flow_fields)) {
+                    case FieldOption::added:
+                        break;
+                    case FieldOption::bad_address:
+                        return false;
+                    case FieldOption::unknown:
+                        print_usage();
+                        return false;
+                }
         }
     }
     return true;

@@ -1,7 +1,6 @@
 #include "generator/driver/command_line.h"
-#include "generator/driver/driver.h"
+#include "generator/driver/run.h"
 #include "generator/driver/run_settings.h"
-#include "generator/driver/synthetic_send.h"
 #include "vorn/log/logger_impl.h"
 
 int main(int argc, char* argv[]) {
@@ -15,9 +14,5 @@ int main(int argc, char* argv[]) {
     if (!Strell::parse_command_line(argc, argv, settings)) {
         return 1;
     }
-    const auto manager = Strell::start_packet_manager(settings);
-    if (settings.detail_file_mode) {
-        return Strell::replay_detail_file(settings, *manager);
-    }
-    return Strell::send_synthetic(settings);
+    return Strell::run(settings);
 }

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "generator/managers/sender_socket.h"
 #include "vorn/net/socket.h"
 #include "vorn/util/thread.h"
 
@@ -38,8 +39,7 @@ int send_synthetic(const RunSettings& settings) {
     }
 
     Socket socket(Socket::UDP);
-    socket.set_option(Vorn::SocketOption(Vorn::SocketOption::reuse_addr, 1));
-    socket.listen(Socket::Endpoint{Vorn::make_any_ip(settings.collector.address.family()), 0});
+    bind_sender(socket, settings.collector.address);
 
     // Nothing but sendto on the prepared buffer: the rates printed are the
     // socket's own.

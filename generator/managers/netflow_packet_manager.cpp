@@ -3,16 +3,16 @@
 #include <cstdio>
 #include <string>
 
+#include "generator/managers/sender_socket.h"
+
 namespace Strell {
 
 using Vorn::Socket;
-using Vorn::SocketOption;
 
 NetflowPacketManager::NetflowPacketManager() : socket_(Socket::UDP) {}
 
 void NetflowPacketManager::init(const Socket::Endpoint& collector, int delay) {
-    socket_.set_option(SocketOption(SocketOption::reuse_addr, 1));
-    socket_.listen(Socket::Endpoint{Vorn::make_any_ip(collector.address.family()), 0});
+    bind_sender(socket_, collector.address);
     if (&collector != &endpoint_) {
         endpoint_.address = collector.address;
         endpoint_.port = collector.port;

@@ -8,6 +8,19 @@ Netflow_v5_PacketManager::Netflow_v5_PacketManager(unsigned short version, unsig
 
 void Netflow_v5_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
     packet_.add_record(flow);
+    send_if_full();
+}
+
+// An IPv6 flow is skipped, as the packet skips it.
+void Netflow_v5_PacketManager::accumulate_and_send_packet(const Vorn::DetailFlow& flow) {
+    if (flow.plan->v6()) {
+        return;
+    }
+    packet_.add_flow(DetailFlowValues<false>(flow));
+    send_if_full();
+}
+
+void Netflow_v5_PacketManager::send_if_full() {
     if (packet_.records_count() == records_per_packet) {
         send();
         packet_.clear();

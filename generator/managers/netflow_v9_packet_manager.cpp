@@ -1,8 +1,6 @@
 #include "generator/managers/netflow_v9_packet_manager.h"
 
-#include <cstring>
-#include <type_traits>
-
+#include "generator/netflow/flow_values.h"
 #include "generator/netflow/raw_data.h"
 
 namespace Strell {
@@ -29,34 +27,42 @@ Netflow_v9_PacketManager::Netflow_v9_PacketManager(unsigned short version, unsig
     packet_.add_flowset(templates_);
 }
 
-uint16_t Netflow_v9_PacketManager::data_flowsets_length() const {
-    const auto with_header = [](const PendingFlowset& slot) {
-        return slot.open ? slot.flowset.records.length() + flowset_header_length : 0;
-    };
-    return static_cast<uint16_t>(with_header(pending_[0]) + with_header(pending_[1]));
+void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
+    StrellRecord::require_one_family(flow);
+    const FlowRecordValues values(flow);
+    if (Vorn::get_address_type(flow) == Vorn::IP_address::IPv6)
+        accumulate<true>(values);
+    else
+        accumulate<false>(values);
+}
+
+// A direct record has its three addresses of one family.
+void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::DetailFlow& flow) {
+    if (flow.plan->v6())
+        accumulate<true>(DetailFlowValues<true>(flow));
+    else
+        accumulate<false>(DetailFlowValues<false>(flow));
 }
 
 // The size tests count the padding the pending flowsets have now, not the
 // change the new flow makes to it; packets are filled exactly that way.
-void Netflow_v9_PacketManager::accumulate_and_send_packet(const Vorn::TrafficFlowRecord& flow) {
-    StrellRecord::require_one_family(flow);
-    // The family get_address_type reports: the source address's.
-    const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
+template <bool v6, typename Flow>
+void Netflow_v9_PacketManager::accumulate(const Flow& flow) {
     PendingFlowset& slot = pending_[v6 ? 1 : 0];
-    const auto length = static_cast<uint16_t>(StrellRecord::flow_data_length(v6));
+    constexpr auto length = static_cast<uint16_t>(Vorn::v9_flow_length(v6));
     if (slot.open && packet_.length() + data_flowsets_length() + length <= max_datagram_length) {
-        add_flow(slot, flow, v6);
+        add_flow<v6>(slot, flow);
         return;
     }
-    add_to_fresh_flowset(slot, flow, v6);
+    add_to_fresh_flowset<v6>(slot, flow);
 }
 
 // Apart from the common case above, so that it stays short.
-void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow,
-                                                     bool v6) {
+template <bool v6, typename Flow>
+void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const Flow& flow) {
     if (slot.open) {
         send();
-        add_flow(slot, flow, v6);
+        add_flow<v6>(slot, flow);
         slot.open = true;
         return;
     }
@@ -65,45 +71,19 @@ void Netflow_v9_PacketManager::add_to_fresh_flowset(PendingFlowset& slot, const 
     // open yet, so neither the size test nor a send counts it.
     slot.flowset.records.clear();
     slot.flowset.flowset_length = 0;
-    add_flow(slot, flow, v6);
+    add_flow<v6>(slot, flow);
     if (packet_.length() + flowset_header_length + data_flowsets_length() + slot.flowset.records.length() >
         max_datagram_length) {
         // Sending empties every slot, this one too: put the flow back.
         send();
-        add_flow(slot, flow, v6);
+        add_flow<v6>(slot, flow);
     }
     slot.open = true;
 }
 
-namespace {
-
-// Room first, so that the values are read after it in one stream; they are
-// written into a local, which cannot alias the flow, and copied from there.
-// The family, known here, fixes the length and how addresses are written.
-template <bool v6>
-void write_flow(const Vorn::TrafficFlowRecord& flow, DataFlowsetRecords& records) {
-    constexpr uint32_t length = StrellRecord::flow_data_length(v6);
-    unsigned char* const at = records.add_record(length);
-    unsigned char bytes[length];
-    WireWriter out(bytes);
-    StrellRecord::for_each_field(flow, [&out](unsigned short, const auto& value) {
-        if constexpr (!std::is_same_v<std::decay_t<decltype(value)>, Vorn::IP_address>)
-            out.write(value);
-        else if constexpr (v6)
-            out.write_address(value);
-        else
-            out.write(value.to_int());  // what write_address does, without asking the family
-    });
-    std::memcpy(at, bytes, length);
-}
-
-}  // namespace
-
-void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Vorn::TrafficFlowRecord& flow, bool v6) {
-    if (v6)
-        write_flow<true>(flow, slot.flowset.records);
-    else
-        write_flow<false>(flow, slot.flowset.records);
+template <bool v6, typename Flow>
+inline void Netflow_v9_PacketManager::add_flow(PendingFlowset& slot, const Flow& flow) {
+    StrellRecord::write_flow<v6>(flow, slot.flowset.records.add_record(Vorn::v9_flow_length(v6)));
 }
 
 void Netflow_v9_PacketManager::force_sending() {

@@ -17,9 +17,9 @@ public:
     // Reuses this buffer's storage when it is large enough.
     ByteBuffer& operator=(const ByteBuffer& other) {
         if (this != &other) {
-            size_ = 0;
-            if (other.size_ != 0) {
-                std::memcpy(extend(other.size_), other.data(), other.size_);
+            clear();
+            if (other.size() != 0) {
+                std::memcpy(extend(other.size()), other.data(), other.size());
             }
         }
         return *this;
@@ -30,44 +30,47 @@ public:
     // n more bytes at the end, uninitialised; the pointer is valid until the
     // next extend.
     unsigned char* extend(size_t n) {
-        if (capacity_ - size_ < n) {
-            grow(size_ + n);
+        if (static_cast<size_t>(limit_ - end_) < n) {
+            grow(size() + n);
         }
-        unsigned char* at = bytes_.get() + size_;
-        size_ += n;
+        unsigned char* at = end_;
+        end_ += n;
         return at;
     }
     // Keeps the storage.
-    void clear() { size_ = 0; }
+    void clear() { end_ = bytes_.get(); }
 
     const unsigned char* data() const { return bytes_.get(); }
-    size_t size() const { return size_; }
+    size_t size() const { return static_cast<size_t>(end_ - bytes_.get()); }
 
 private:
     void swap(ByteBuffer& other) noexcept {
         std::swap(bytes_, other.bytes_);
-        std::swap(size_, other.size_);
-        std::swap(capacity_, other.capacity_);
+        std::swap(end_, other.end_);
+        std::swap(limit_, other.limit_);
     }
 
     // Out of line: the callers that append a record per flow keep their
     // values in registers on the common path.
     [[gnu::noinline, gnu::cold]] void grow(size_t needed) {
-        size_t capacity = capacity_ < 64 ? 64 : capacity_ * 2;
-        while (capacity < needed) {
-            capacity *= 2;
+        const size_t capacity = static_cast<size_t>(limit_ - bytes_.get());
+        size_t bigger_capacity = capacity < 64 ? 64 : capacity * 2;
+        while (bigger_capacity < needed) {
+            bigger_capacity *= 2;
         }
-        std::unique_ptr<unsigned char[]> bigger(new unsigned char[capacity]);
-        if (size_ != 0) {
-            std::memcpy(bigger.get(), bytes_.get(), size_);
+        std::unique_ptr<unsigned char[]> bigger(new unsigned char[bigger_capacity]);
+        const size_t used = size();
+        if (used != 0) {
+            std::memcpy(bigger.get(), bytes_.get(), used);
         }
         bytes_ = std::move(bigger);
-        capacity_ = capacity;
+        end_ = bytes_.get() + used;
+        limit_ = bytes_.get() + bigger_capacity;
     }
 
     std::unique_ptr<unsigned char[]> bytes_;
-    size_t size_ = 0;
-    size_t capacity_ = 0;
+    unsigned char* end_ = nullptr;    // of what is written
+    unsigned char* limit_ = nullptr;  // of the storage
 };
 
 }  // namespace Strell

@@ -7,8 +7,8 @@ namespace Strell {
 
 class RawData;
 
-// One field value as raw bytes in host (little-endian) order. Values of up to
-// 16 bytes (every NetFlow field we make) stay inline, so that a record's
+// One field value as raw bytes, least significant byte first. Values of up
+// to 16 bytes (every NetFlow field we make) stay inline, so that a record's
 // field list costs no allocation per field.
 class DataField {
 public:

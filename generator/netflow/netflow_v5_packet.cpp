@@ -7,11 +7,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <type_traits>
 #include <utility>
+
+#include "vorn/stat/netflow_fields.h"
+#include "vorn/util/byte_order.h"
 
 namespace Strell {
 
-using Vorn::IP_address;
 
 namespace {
 
@@ -24,7 +27,8 @@ const char* const urandom = "/dev/urandom";
 
 // Whether the last address field of this type in the record is IPv6; a field
 // of 16 bytes is, one of 4 is not, any other size is fatal.
-bool last_address_is_v6(const StrellRecord& record, uint16_t type, bool is_v6) {
+bool last_address_is_v6(const StrellRecord& record, uint16_t type) {
+    bool is_v6 = false;
     const auto& fields = record.fields();
     for (size_t i = 0; i < fields.size(); ++i) {
         if (fields[i].type != type) {
@@ -42,22 +46,47 @@ bool last_address_is_v6(const StrellRecord& record, uint16_t type, bool is_v6) {
     return is_v6;
 }
 
-// Copies every field of this type over target; the later occurrence wins.
-template <typename T>
-void overlay(const StrellRecord& record, uint16_t type, T& target) {
+const V5Field& v5_field_of(Vorn::TrafficMember member) {
+    for (const V5Field& field : V5::fields)
+        if (!field.pad && field.member == member) return field;
+    std::abort();  // every member a v5 row names has its place
+}
+
+// Copies every field of the row's type over the record's field of the row's
+// member; the later occurrence wins. The field must be as wide as that.
+void overlay(const StrellRecord& record, const Vorn::NetflowField& row, Netflow_v5_Packet::Record& target) {
+    const V5Field& place = v5_field_of(row.member);
+    unsigned char* const at = reinterpret_cast<unsigned char*>(&target) + place.offset;
     const auto& fields = record.fields();
     for (size_t i = 0; i < fields.size(); ++i) {
-        if (fields[i].type != type) {
+        if (fields[i].type != row.type) {
             continue;
         }
         size_t size = 0;
         const unsigned char* bytes = record.data()[i].get_data(size);
-        if (size != sizeof(T)) {
-            std::printf("Incorrect field size for field: %d", type);
+        if (size != place.width) {
+            std::printf("Incorrect field size for field: %d", row.type);
             std::exit(1);
         }
-        std::memcpy(&target, bytes, sizeof(T));
+        // The value's bytes are little-endian; the record holds host order.
+        if (size == 1) {
+            *at = bytes[0];
+        } else if (size == 2) {
+            const uint16_t value = Vorn::load_le<uint16_t>(bytes);
+            std::memcpy(at, &value, sizeof value);
+        } else {
+            const uint32_t value = Vorn::load_le<uint32_t>(bytes);
+            std::memcpy(at, &value, sizeof value);
+        }
     }
+}
+
+// A field of the record, host order, as the unsigned number of its width.
+template <size_t width>
+auto host_value(const Netflow_v5_Packet::Record& record, size_t offset) {
+    std::conditional_t<width == 1, uint8_t, std::conditional_t<width == 2, uint16_t, uint32_t>> value;
+    std::memcpy(&value, reinterpret_cast<const unsigned char*>(&record) + offset, sizeof value);
+    return value;
 }
 
 }  // namespace
@@ -102,20 +131,11 @@ void Netflow_v5_Packet::serialize(RawData& out) const {
     out.append(records_.data(), records_.size());
 }
 
-unsigned char* Netflow_v5_Packet::next_record() {
-    ++count_;
-    return records_.extend(sizeof(Record));
-}
-
-// Inlined, so that a record built field by field is never stored as such.
-// It is written into a local first, which cannot alias the fields it is
-// built from: the compiler is then free to interleave loads and stores.
-[[gnu::always_inline]] inline void Netflow_v5_Packet::write(const Record& r, unsigned char* at) {
-    unsigned char bytes[sizeof(Record)];
-    WireWriter out(bytes);
-    out.write(r.srcaddr, r.dstaddr, r.nexthop, r.input, r.output, r.dPkts, r.dOctets, r.First, r.Last, r.srcport,
-              r.dstport, r.pad1, r.tcp_flags, r.prot, r.tos, r.src_as, r.dst_as, r.src_mask, r.dst_mask, r.pad2);
-    std::memcpy(at, bytes, sizeof bytes);
+void Netflow_v5_Packet::write(const Record& r, unsigned char* at) {
+    for_each_v5_field([&](auto i) {
+        constexpr V5Field field = V5::fields[i];
+        store_wire<field.width>(at + field.offset, host_value<field.width>(r, field.offset));
+    });
 }
 
 void Netflow_v5_Packet::fill_random(Record& record) const {
@@ -141,69 +161,28 @@ void Netflow_v5_Packet::fill_random(Record& record) const {
 }
 
 void Netflow_v5_Packet::add_record(const StrellRecord& fields) {
-    bool source_v6 = last_address_is_v6(fields, 27, false);
-    bool destination_v6 = last_address_is_v6(fields, 28, false);
-    bool nexthop_v6 = last_address_is_v6(fields, 62, false);
-    if (source_v6 || destination_v6 || nexthop_v6) {
+    // The IPv4 address types play no part in this check.
+    bool any_v6 = false;
+    for (const Vorn::NetflowField& row : Vorn::netflow_fields) {
+        if (Vorn::is_address(row.member) && row.width == 16) any_v6 = last_address_is_v6(fields, row.type) || any_v6;
+    }
+    if (any_v6) {
         fail("Error: attempt to create netflow v5 packet with IPv6\n");
     }
 
     Record r;
     fill_random(r);
-    // Row order matters: a later row naming the same record field wins. The
-    // AS fields must be 2 bytes as in the v5 record; 4-byte ones are refused.
-    overlay(fields, 8, r.srcaddr);
-    overlay(fields, 12, r.dstaddr);
-    overlay(fields, 15, r.nexthop);
-    overlay(fields, 10, r.input);
-    overlay(fields, 14, r.output);
-    overlay(fields, 2, r.dPkts);
-    overlay(fields, 24, r.dPkts);
-    overlay(fields, 1, r.dOctets);
-    overlay(fields, 23, r.dOctets);
-    overlay(fields, 22, r.First);
-    overlay(fields, 21, r.Last);
-    overlay(fields, 7, r.srcport);
-    overlay(fields, 11, r.dstport);
-    overlay(fields, 6, r.tcp_flags);
-    overlay(fields, 4, r.prot);
-    overlay(fields, 5, r.tos);
-    overlay(fields, 55, r.tos);
-    overlay(fields, 16, r.src_as);
-    overlay(fields, 17, r.dst_as);
-    overlay(fields, 9, r.src_mask);
-    overlay(fields, 13, r.dst_mask);
+    for (const Vorn::NetflowField& row : Vorn::netflow_fields) {
+        if (row.in_v5) overlay(fields, row, r);
+    }
     write(r, next_record());
 }
 
 void Netflow_v5_Packet::add_record(const Vorn::TrafficFlowRecord& flow) {
-    if (flow.s_addr.family() == IP_address::IPv6 || flow.d_addr.family() == IP_address::IPv6 ||
-        flow.nexthop_addr.family() == IP_address::IPv6) {
+    if (Vorn::has_ipv6_address(flow)) {
         return;
     }
-    // Room first: the values are then read and written in one stream.
-    unsigned char* const at = next_record();
-    Record r;
-    r.srcaddr = flow.s_addr.to_int();
-    r.dstaddr = flow.d_addr.to_int();
-    r.nexthop = flow.nexthop_addr.to_int();
-    r.input = flow.iface;
-    r.output = flow.oface;
-    r.dPkts = flow.d_pkt;
-    r.dOctets = flow.d_oct;
-    r.First = flow.ts_first;
-    r.Last = flow.ts_last;
-    r.srcport = flow.sport;
-    r.dstport = flow.dport;
-    r.tcp_flags = flow.tcp_flags;
-    r.prot = flow.proto;
-    r.tos = flow.tos;
-    // v5 has 16-bit AS fields: higher bits are dropped without a message.
-    r.src_as = static_cast<uint16_t>(flow.src_as);
-    r.dst_as = static_cast<uint16_t>(flow.dst_as);
-    r.src_mask = flow.src_mask;
-    r.dst_mask = flow.dst_mask;
-    write(r, at);
+    add_flow(FlowRecordValues(flow));
 }
 
 }  // namespace Strell

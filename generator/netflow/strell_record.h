@@ -2,11 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "generator/netflow/data_field.h"
+#include "generator/netflow/wire_writer.h"
 #include "generator/netflow/template_field.h"
 #include "vorn/net/ip_address.h"
+#include "vorn/stat/netflow_fields.h"
 #include "vorn/stat/traffic_flow_record.h"
 
 namespace Strell {
@@ -17,8 +20,8 @@ namespace Strell {
 class StrellRecord {
 public:
     StrellRecord() = default;
-    // Exports the 14 fields a collector needs of a detail-file flow. Mixed
-    // address families print "Incorrect netflow data" and end the process.
+    // The fields of a replayed flow (Vorn::v9_flow_types). Mixed address
+    // families print "Incorrect netflow data" and end the process.
     explicit StrellRecord(const Vorn::TrafficFlowRecord& flow);
 
     // The number of value bytes comes from the value's type (for an address,
@@ -34,52 +37,52 @@ public:
     // Sum of the values' lengths, cut to 32 bits.
     uint32_t data_length() const { return data_length_; }
 
-    // The field list of a flow, the one definition of it: visit(type, value)
-    // for each field in the order of the data record, value being the flow's
-    // IP_address, uint32_t, uint16_t or uint8_t member. The v9 manager writes
-    // a flow's values straight into its flowset with it.
-    template <typename Visit>
-    static void for_each_field(const Vorn::TrafficFlowRecord& flow, Visit&& visit);
+    // The data record that StrellRecord(flow) gives, as the bytes it goes out
+    // as: Vorn::v9_flow_length(v6) of them at at, from any source of a flow's
+    // values (flow_values.h) whose addresses are of the family v6. The v9
+    // manager writes its flowsets so.
+    // The source comes by value: held in registers, it cannot be among what
+    // the byte stores might overwrite, and is not read again after each.
+    template <bool v6, typename Flow>
+    static void write_flow(Flow flow, unsigned char* at);
+
     // Ends the process, as the constructor does, unless the three addresses
     // are all IPv4 or all IPv6.
     static void require_one_family(const Vorn::TrafficFlowRecord& flow) {
         const auto source = flow.s_addr.family();
-        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || flow.d_addr.family() != source ||
-            flow.nexthop_addr.family() != source) {
+        if ((source != Vorn::IP_address::IPv4 && source != Vorn::IP_address::IPv6) || !Vorn::one_address_family(flow)) {
             refuse_mixed_families();
         }
     }
-    // data_length() of the record made from a flow of the family.
-    static constexpr uint32_t flow_data_length(bool v6) { return 3 * (v6 ? 16 : 4) + 27; }
 
 private:
     [[noreturn]] static void refuse_mixed_families();
-    void append(unsigned short type, unsigned short length, const void* bytes, size_t size);
+    void append(unsigned short type, unsigned short length, const unsigned char* bytes, size_t size);
 
     std::vector<TemplateField> fields_;
     std::vector<DataField> data_;
     uint32_t data_length_ = 0;
 };
 
+// visit(i) for every field of a replayed flow, i an index into
+// Vorn::v9_flow_types known at compile time.
+template <typename Visit, size_t... I>
+[[gnu::always_inline]] inline void for_each_flow_field(Visit&& visit, std::index_sequence<I...>) {
+    (visit(std::integral_constant<size_t, I>()), ...);
+}
 template <typename Visit>
-void StrellRecord::for_each_field(const Vorn::TrafficFlowRecord& flow, Visit&& visit) {
-    const bool v6 = flow.s_addr.family() == Vorn::IP_address::IPv6;
-    visit(v6 ? 27 : 8, flow.s_addr);
-    visit(v6 ? 28 : 12, flow.d_addr);
-    // The next hop is type 62 in both families (length 4 for IPv4): the
-    // templates 256 and 257 are fixed that way. Do not turn it into type 15.
-    visit(62, flow.nexthop_addr);
-    visit(7, flow.sport);
-    visit(11, flow.dport);
-    visit(16, flow.src_as);
-    visit(17, flow.dst_as);
-    visit(10, flow.iface);
-    visit(14, flow.oface);
-    visit(1, flow.d_oct);  // bytes before packets
-    visit(2, flow.d_pkt);
-    visit(5, flow.tos);  // before the flags and the protocol
-    visit(6, flow.tcp_flags);
-    visit(4, flow.proto);
+[[gnu::always_inline]] inline void for_each_flow_field(Visit&& visit) {
+    for_each_flow_field(visit, std::make_index_sequence<Vorn::v9_flow_field_count>());
+}
+
+template <bool v6, typename Flow>
+[[gnu::always_inline]] inline void StrellRecord::write_flow(Flow flow, unsigned char* at) {
+    for_each_flow_field([&](auto i) {
+        constexpr Vorn::TrafficMember member = Vorn::netflow_field(Vorn::v9_flow_types[i]).member;
+        constexpr size_t width = Vorn::v9_flow_width(i, v6);
+        store_wire<width>(at, flow.template get<member>());
+        at += width;
+    });
 }
 
 template <>

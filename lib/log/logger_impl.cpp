@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "vorn/log/log_facility.h"
-#include "vorn/log/log_stream.h"
+#include "vorn/log/log_front_ends.h"
 #include "vorn/util/time_utils.h"
 
 namespace Vorn {
@@ -27,9 +26,9 @@ LoggerImpl::LoggerImpl() : ring_(static_cast<Message**>(std::calloc(ring_size, s
 }
 
 LoggerImpl::~LoggerImpl() {
-    for (Appender* appender : appenders_) {
+    for (std::unique_ptr<Appender>& appender : appenders_) {
         appender->close();
-        delete appender;
+        appender.reset();
     }
     // Whatever is still queued here was written after stop() and is abandoned.
     std::free(ring_);
@@ -124,46 +123,48 @@ void LoggerImpl::write(Message* message) {
         std::fwrite(message->text.data(), 1, message->text.size(), stderr);
         return;
     }
-    for (Appender* appender : appenders_) appender->write(message);
+    for (const std::unique_ptr<Appender>& appender : appenders_) appender->write(message);
 }
 
 void LoggerImpl::flush_appenders() {
     if (appenders_.empty()) {
         std::fflush(stderr);
     } else {
-        for (Appender* appender : appenders_) appender->flush();
+        for (const std::unique_ptr<Appender>& appender : appenders_) appender->flush();
     }
     last_flush_ = Time::useconds();
 }
 
-void LoggerImpl::add_appender(Appender* appender) {
-    if (appender == nullptr) return;
+void LoggerImpl::add_appender(Appender* appender) { add_appender(std::unique_ptr<Appender>(appender)); }
+
+// An appender is owned once: one already listed is not listed again.
+void LoggerImpl::add_appender(std::unique_ptr<Appender> appender) {
+    if (!appender) return;
     std::lock_guard<std::mutex> lock(appenders_mutex_);
-    appenders_.push_back(appender);
+    for (const std::unique_ptr<Appender>& listed : appenders_) {
+        if (listed == appender) {
+            appender.release();
+            return;
+        }
+    }
+    appenders_.push_back(std::move(appender));
 }
 
 void LoggerImpl::remove_appender(Appender* appender) {
     if (appender == nullptr) return;
     std::lock_guard<std::mutex> lock(appenders_mutex_);
-    bool found = false;
-    for (auto it = appenders_.begin(); it != appenders_.end();) {
-        if (*it == appender) {
-            it = appenders_.erase(it);
-            found = true;
-        } else {
-            ++it;
+    for (auto it = appenders_.begin(); it != appenders_.end(); ++it) {
+        if (it->get() == appender) {
+            appender->close();
+            appenders_.erase(it);
+            return;
         }
-    }
-    // The same pointer may be listed more than once; it is closed and freed once.
-    if (found) {
-        appender->close();
-        delete appender;
     }
 }
 
 void LoggerImpl::reopen() {
     std::lock_guard<std::mutex> lock(appenders_mutex_);
-    for (Appender* appender : appenders_) appender->reopen();
+    for (const std::unique_ptr<Appender>& appender : appenders_) appender->reopen();
 }
 
 uint64_t LoggerImpl::dropped() const {
@@ -181,8 +182,7 @@ void LoggerImpl::create() {
         while (logger->is_stopped()) Thread::usleep(50);
     }
     instance_ = logger;
-    LogFacility::init(logger);
-    LogStream::init(logger);
+    attach_logger(logger);
     static bool registered = false;
     if (!registered) {
         std::atexit(&LoggerImpl::destroy);
@@ -194,8 +194,7 @@ void LoggerImpl::destroy() {
     std::lock_guard<std::mutex> lock(lifecycle_mutex);
     LoggerImpl* logger = instance_.exchange(nullptr);
     if (logger == nullptr) return;
-    LogFacility::init(nullptr);
-    LogStream::init(nullptr);
+    attach_logger(nullptr);
     logger->stop();
     delete logger;
 }

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -29,7 +30,10 @@ public:
     void stop() override;
     void run() override;
 
+    // The logger owns what it is given; a null appender is ignored.
     void add_appender(Appender* appender);
+    void add_appender(std::unique_ptr<Appender> appender);
+    // Closes and deletes the appender if it is listed.
     void remove_appender(Appender* appender);
     void reopen();
 
@@ -49,7 +53,7 @@ private:
     void drain();
 
     std::mutex appenders_mutex_;
-    std::vector<Appender*> appenders_;
+    std::vector<std::unique_ptr<Appender>> appenders_;
 
     mutable std::mutex queue_mutex_;
     std::condition_variable queue_ready_;

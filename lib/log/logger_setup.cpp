@@ -16,8 +16,8 @@ template <typename AppenderType, typename... InitArgs>
 void register_appender(std::vector<Appender*>& appenders, InitArgs... init_args) {
     std::unique_ptr<AppenderType> appender(new AppenderType);
     appender->init(init_args...);
-    LoggerImpl::instance()->add_appender(appender.get());
-    appenders.push_back(appender.release());
+    appenders.push_back(appender.get());
+    LoggerImpl::instance()->add_appender(std::move(appender));
 }
 
 }  // namespace

@@ -21,8 +21,8 @@ struct LoggerSettings {
     bool rotate = false;
 };
 
-// Creates the logger and registers one appender per distinct output; each is
-// also appended to `appenders`. An appender that fails to initialise is
+// Creates the logger and registers one appender per distinct output, which
+// the logger owns; each is also appended to `appenders`, to be looked at. An appender that fails to initialise is
 // deleted and its exception passes on; those made before it stay registered.
 void init_logger(const LoggerSettings& settings, std::vector<Appender*>& appenders);
 

@@ -7,35 +7,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "vorn/util/byte_order.h"
+
 namespace Vorn {
 
 namespace {
 
 constexpr uint64_t low_63_bits = 0x7FFFFFFFFFFFFFFFULL;
-
-void put_be32(unsigned char* out, uint32_t value) {
-    out[0] = static_cast<unsigned char>(value >> 24);
-    out[1] = static_cast<unsigned char>(value >> 16);
-    out[2] = static_cast<unsigned char>(value >> 8);
-    out[3] = static_cast<unsigned char>(value);
-}
-
-void put_be64(unsigned char* out, uint64_t value) {
-    for (int i = 7; i >= 0; --i) {
-        out[i] = static_cast<unsigned char>(value);
-        value >>= 8;
-    }
-}
-
-uint32_t get_be32(const unsigned char* in) {
-    return (uint32_t(in[0]) << 24) | (uint32_t(in[1]) << 16) | (uint32_t(in[2]) << 8) | uint32_t(in[3]);
-}
-
-uint64_t get_be64(const unsigned char* in) {
-    uint64_t value = 0;
-    for (int i = 0; i < 8; ++i) value = (value << 8) | in[i];
-    return value;
-}
 
 bool has_colon(const std::string& text) { return text.find(':') != std::string::npos; }
 
@@ -53,8 +31,8 @@ IP_address v6(uint64_t high, uint64_t low) {
 
 // 4 or 16 network-order bytes (as `from_string` and `from_raw` read them) to an address.
 IP_address from_bytes(IP_address::Family family, const unsigned char* bytes) {
-    if (family == IP_address::IPv6) return v6(get_be64(bytes), get_be64(bytes + 8));
-    return v4(get_be32(bytes));
+    if (family == IP_address::IPv6) return v6(load_be<uint64_t>(bytes), load_be<uint64_t>(bytes + 8));
+    return v4(load_be<uint32_t>(bytes));
 }
 
 }  // namespace
@@ -62,12 +40,10 @@ IP_address from_bytes(IP_address::Family family, const unsigned char* bytes) {
 // ---------------------------------------------------------------- members
 
 unsigned char* IP_address::hton(unsigned char* out, Family f) const {
-    if (f == IPv6) {
-        put_be64(out, high_);
-        put_be64(out + 8, low_);
-    } else {
-        put_be32(out, to_int());
-    }
+    if (f == IPv6)
+        store_be128(out, high_, low_);
+    else
+        store_be<uint32_t>(out, to_int());
     return out;
 }
 

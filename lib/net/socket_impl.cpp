@@ -42,13 +42,13 @@ Socket::Endpoint fill_endpoint(const SockAddr& address, socklen_t size) {
         case AF_INET:
             if (size < sizeof(sockaddr_in)) throw SocketError("fill_endpoint: invalid data size");
             endpoint.address = IP_address::from_raw(IP_address::IPv4, &address.v4.sin_addr, 4);
-            endpoint.port = ntohs(address.v4.sin_port);
+            endpoint.port = load_be<uint16_t>(reinterpret_cast<const unsigned char*>(&address.v4.sin_port));
             return endpoint;
         case AF_INET6:
             // Deliberately the IPv4 bound of 16 bytes, not the full 28.
             if (size < sizeof(sockaddr_in)) throw SocketError("fill_endpoint: invalid data size");
             endpoint.address = IP_address::from_raw(IP_address::IPv6, address.v6.sin6_addr.s6_addr, 16);
-            endpoint.port = ntohs(address.v6.sin6_port);
+            endpoint.port = load_be<uint16_t>(reinterpret_cast<const unsigned char*>(&address.v6.sin6_port));
             return endpoint;
     }
     throw SocketError("fill_endpoint: unsupported address family");

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "vorn/net/socket.h"
+#include "vorn/util/byte_order.h"
 
 namespace Vorn {
 namespace SocketImpl {
@@ -40,13 +41,13 @@ union SockAddr {
         case IP_address::IPv4:
             std::memset(&out.v4, 0, sizeof out.v4);
             out.v4.sin_family = AF_INET;
-            out.v4.sin_port = htons(endpoint.port);
-            out.v4.sin_addr.s_addr = htonl(endpoint.address.to_int());
+            store_be<uint16_t>(reinterpret_cast<unsigned char*>(&out.v4.sin_port), endpoint.port);
+            endpoint.address.hton(reinterpret_cast<unsigned char*>(&out.v4.sin_addr), IP_address::IPv4);
             return sizeof out.v4;
         case IP_address::IPv6:
             std::memset(&out.v6, 0, sizeof out.v6);
             out.v6.sin6_family = AF_INET6;
-            out.v6.sin6_port = htons(endpoint.port);
+            store_be<uint16_t>(reinterpret_cast<unsigned char*>(&out.v6.sin6_port), endpoint.port);
             endpoint.address.hton(out.v6.sin6_addr.s6_addr, IP_address::IPv6);
             return sizeof out.v6;
     }

@@ -6,15 +6,14 @@
 #include <utility>
 
 #include "vorn/stat/detail_field.h"
-#include "vorn/stat/little_endian.h"
+#include "vorn/util/byte_order.h"
 #include "vorn/stat/raw_file_record.h"
 
 namespace Vorn {
 
 namespace {
 
-using M = DetailMember;
-namespace LE = LittleEndian;
+using M = TrafficMember;
 
 // New-format layout. Every record holds the same fields in this order, each
 // at the width given here; the five addresses are written as 4 or 16 bytes
@@ -39,13 +38,11 @@ constexpr int address_combinations = 32;
 bool is_v6(const IP_address& address) { return address.family() == IP_address::IPv6; }
 
 const IP_address& address_of(const TrafficStat& record, M member) {
-    switch (member) {
-    case M::s_addr: return record.s_addr;
-    case M::d_addr: return record.d_addr;
-    case M::nexthop_addr: return record.nexthop_addr;
-    case M::ip: return record.ip;
-    default: return record.router_ip_netflow_from;
-    }
+    const IP_address* address = nullptr;
+    with_member(member, [&](auto m) {
+        if constexpr (is_address(m())) address = &member_of<m()>(record);
+    });
+    return *address;
 }
 
 uint8_t data_id(const TrafficStat& record) {
@@ -93,7 +90,7 @@ void append_new_record(const TrafficStat& record, std::vector<unsigned char>& ou
     out.resize(at + plan.size);
     out[at++] = id;
     for (const DetailField* field : plan.fields) {
-        fetch_detail_value(*field, record, out.data() + at);
+        encode_detail_field(*field, record, out.data() + at);
         at += field->size;
     }
 }
@@ -101,30 +98,30 @@ void append_new_record(const TrafficStat& record, std::vector<unsigned char>& ou
 void append_old_record(const TrafficStat& r, std::vector<unsigned char>& out) {
     using Raw = RawFileRecord;
     unsigned char p[sizeof(Raw)] = {};  // pads and reserved words stay zero
-    LE::store32(p + offsetof(Raw, version), 1);
-    LE::store32(p + offsetof(Raw, s_addr), r.s_addr.to_int());
-    LE::store32(p + offsetof(Raw, d_addr), r.d_addr.to_int());
-    LE::store32(p + offsetof(Raw, nexthop_addr), r.nexthop_addr.to_int());
-    LE::store16(p + offsetof(Raw, iface), r.iface);
-    LE::store16(p + offsetof(Raw, oface), r.oface);
-    LE::store32(p + offsetof(Raw, d_pkt), r.d_pkt);
-    LE::store32(p + offsetof(Raw, d_oct), r.d_oct);
-    LE::store32(p + offsetof(Raw, ts_first), r.ts_first);
-    LE::store32(p + offsetof(Raw, ts_last), r.ts_last);
-    LE::store16(p + offsetof(Raw, sport), r.sport);
-    LE::store16(p + offsetof(Raw, dport), r.dport);
+    store_le<uint32_t>(p + offsetof(Raw, version), 1);
+    store_le<uint32_t>(p + offsetof(Raw, s_addr), r.s_addr.to_int());
+    store_le<uint32_t>(p + offsetof(Raw, d_addr), r.d_addr.to_int());
+    store_le<uint32_t>(p + offsetof(Raw, nexthop_addr), r.nexthop_addr.to_int());
+    store_le<uint16_t>(p + offsetof(Raw, iface), r.iface);
+    store_le<uint16_t>(p + offsetof(Raw, oface), r.oface);
+    store_le<uint32_t>(p + offsetof(Raw, d_pkt), r.d_pkt);
+    store_le<uint32_t>(p + offsetof(Raw, d_oct), r.d_oct);
+    store_le<uint32_t>(p + offsetof(Raw, ts_first), r.ts_first);
+    store_le<uint32_t>(p + offsetof(Raw, ts_last), r.ts_last);
+    store_le<uint16_t>(p + offsetof(Raw, sport), r.sport);
+    store_le<uint16_t>(p + offsetof(Raw, dport), r.dport);
     p[offsetof(Raw, tcp_flags)] = r.tcp_flags;
     p[offsetof(Raw, proto)] = r.proto;
     p[offsetof(Raw, tos)] = r.tos;
     // The record has 16 bits for AS numbers, like NetFlow v5.
-    LE::store16(p + offsetof(Raw, src_as), static_cast<uint16_t>(r.src_as));
-    LE::store16(p + offsetof(Raw, dst_as), static_cast<uint16_t>(r.dst_as));
+    store_le<uint16_t>(p + offsetof(Raw, src_as), static_cast<uint16_t>(r.src_as));
+    store_le<uint16_t>(p + offsetof(Raw, dst_as), static_cast<uint16_t>(r.dst_as));
     p[offsetof(Raw, src_mask)] = r.src_mask;
     p[offsetof(Raw, dst_mask)] = r.dst_mask;
-    LE::store32(p + offsetof(Raw, slink_id), r.slink_id);
-    LE::store32(p + offsetof(Raw, account_id), r.account_id);
-    LE::store32(p + offsetof(Raw, tclass), r.tclass);
-    LE::store32(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
+    store_le<uint32_t>(p + offsetof(Raw, slink_id), r.slink_id);
+    store_le<uint32_t>(p + offsetof(Raw, account_id), r.account_id);
+    store_le<uint32_t>(p + offsetof(Raw, tclass), r.tclass);
+    store_le<uint32_t>(p + offsetof(Raw, timestamp), static_cast<uint32_t>(r.timestamp));
     out.insert(out.end(), std::begin(p), std::end(p));
 }
 

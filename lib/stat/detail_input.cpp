@@ -30,20 +30,30 @@ FILE* open_unless_fifo(const char* path) {
 
 }  // namespace
 
+const unsigned char DetailInput::nothing = 0;
+
 bool DetailInput::open(const char* path) {
     close();
     file_ = open_unless_fifo(path);
     if (file_ == nullptr) return false;
     std::setvbuf(file_, nullptr, _IONBF, 0);
-    if (!buffer_) buffer_.reset(new unsigned char[capacity]);
-    next_ = end_ = buffer_.get();
+    if (!buffer_) buffer_.reset(new unsigned char[capacity + 1]);
+    empty_at(buffer_.get());
     return true;
 }
 
 void DetailInput::close() {
     if (file_ != nullptr) std::fclose(file_);
     file_ = nullptr;
-    next_ = end_ = buffer_.get();
+    if (buffer_)
+        empty_at(buffer_.get());
+    else
+        next_ = end_ = &nothing;
+}
+
+void DetailInput::empty_at(unsigned char* position) {
+    *position = 0;
+    next_ = end_ = position;
 }
 
 bool DetailInput::refill(size_t n) {
@@ -58,6 +68,7 @@ bool DetailInput::refill(size_t n) {
         have += got;
     }
     end_ = start + have;
+    start[have] = 0;  // the byte past the end that next() lets a reader look at
     return have >= n;
 }
 
@@ -86,7 +97,7 @@ bool DetailInput::seek(long offset, int whence) {
     if (whence == SEEK_CUR) offset -= static_cast<long>(buffered());
     // A failed seek leaves the stream, and so the buffer, where they were.
     if (std::fseek(file_, offset, whence) != 0) return false;
-    next_ = end_ = buffer_.get();
+    empty_at(buffer_.get());
     return true;
 }
 

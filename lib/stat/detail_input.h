@@ -23,6 +23,9 @@ public:
 
     // Bytes available at next() without a refill.
     size_t buffered() const { return static_cast<size_t>(end_ - next_); }
+    // Where the next byte is; one byte there may be read even when nothing
+    // is buffered (or no file is open), so that a reader can look at what
+    // may be a record's first byte before it asks whether a record is there.
     const unsigned char* next() const { return next_; }
     void consume(size_t n) { next_ += n; }
     // At least n bytes at next(), refilling when needed (n at most the
@@ -42,10 +45,18 @@ private:
 
     bool refill(size_t n);
 
+    // Where next() points while there is no buffer.
+    static const unsigned char nothing;
+
+    // Nothing buffered, next() at position, whose byte is defined.
+    void empty_at(unsigned char* position);
+
     FILE* file_ = nullptr;
-    std::unique_ptr<unsigned char[]> buffer_;  // kept from one file to the next
-    const unsigned char* next_ = nullptr;
-    const unsigned char* end_ = nullptr;
+    // Kept from one file to the next; one byte longer than capacity, for the
+    // byte past the end.
+    std::unique_ptr<unsigned char[]> buffer_;
+    const unsigned char* next_ = &nothing;
+    const unsigned char* end_ = &nothing;
 };
 
 }  // namespace Vorn

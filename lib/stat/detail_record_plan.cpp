@@ -6,9 +6,9 @@ namespace Vorn {
 
 void DetailRecordPlan::build(const std::vector<uint8_t>& field_ids, const int16_t (&field_sizes)[256]) {
     std::fill(std::begin(at_), std::end(at_), absent);
-    v6_ = two_byte_as_ = 0;
+    std::fill(std::begin(size_), std::end(size_), 0);
     block_ = not_whole;
-    every_flow_member_ = plain_flow_ = every_billing_member_ = false;
+    every_flow_member_ = plain_flow_ = every_billing_member_ = direct_ = v6_flow_ = false;
 
     uint32_t offset = 0;
     for (const uint8_t id : field_ids) {
@@ -17,19 +17,23 @@ void DetailRecordPlan::build(const std::vector<uint8_t>& field_ids, const int16_
         // A data id described again and again can outgrow the offsets; such
         // a record is read field by field like one with an unknown field.
         if (field == nullptr || offset >= absent) return;
-        const M m = field->member;
-        at_[index(m)] = static_cast<uint16_t>(offset);
-        v6_ = field->size == 16 ? v6_ | bit(m) : v6_ & ~bit(m);
-        two_byte_as_ = field->size == 2 && (m == M::src_as || m == M::dst_as) ? two_byte_as_ | bit(m) : two_byte_as_ & ~bit(m);
+        at_[index(field->member)] = static_cast<uint16_t>(offset);
+        size_[index(field->member)] = field->size;
         offset += field->size;
     }
     block_ = 1 + offset;
-    const auto billing = std::begin(at_) + index(M::slink_id);
+
+    const auto flow_end = std::begin(at_) + index(M::slink_id);
     const auto present = [](uint16_t at) { return at != absent; };
-    every_flow_member_ = std::all_of(std::begin(at_), billing, present);
-    every_billing_member_ = std::all_of(billing, std::end(at_), present);
-    const uint32_t flow_bits = bit(M::slink_id) - 1;
-    plain_flow_ = every_flow_member_ && ((v6_ | two_byte_as_) & flow_bits) == 0;
+    every_flow_member_ = std::all_of(std::begin(at_), flow_end, present);
+    every_billing_member_ = std::all_of(flow_end, std::end(at_), present);
+    const auto size = [this](M m) { return size_[index(m)]; };
+    const bool four_byte_as = size(M::src_as) == 4 && size(M::dst_as) == 4;
+    const uint8_t address_size = size(M::s_addr);
+    const bool one_family = size(M::d_addr) == address_size && size(M::nexthop_addr) == address_size;
+    plain_flow_ = every_flow_member_ && four_byte_as && one_family && address_size == 4;
+    direct_ = every_flow_member_ && four_byte_as && one_family;
+    v6_flow_ = direct_ && address_size == 16;
 }
 
 }  // namespace Vorn

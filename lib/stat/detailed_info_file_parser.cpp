@@ -1,8 +1,10 @@
 #include "vorn/stat/detailed_info_file_parser.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <typeinfo>
 
 #include "vorn/log/log_stream.h"
 
@@ -15,26 +17,30 @@ const LogStream parser_log("DetailedInfoFileParser");
 
 }  // namespace
 
-DetailedInfoFileParser::DetailedInfoFileParser() : layouts_(256) {
+DetailedInfoFileParser::DetailedInfoFileParser() {
     for (int16_t& size : field_sizes_) size = -1;
 }
 
 DetailedInfoFileParser::~DetailedInfoFileParser() { close(nullptr); }
 
+// An accept-all filter cannot be told from none: it is not asked.
 void DetailedInfoFileParser::init(std::list<TrafficStat>* output, Filter* filter) {
     output_ = output;
     filter_ = filter;
+    accepts_all_ = filter == nullptr || typeid(*filter) == typeid(AcceptAllFilter);
 }
 
 int DetailedInfoFileParser::probe(const char* path) {
     path_ = path;
+    // Only a new-format header, read below, describes records.
+    std::fill(std::begin(layouts_), std::end(layouts_), RecordLayout());
     if (!input_.open(path)) {
         parser_log(Logger::Debug) << "Unable to open raw file: <" << path << ">";
-        return 2;
+        return probe_failed;
     }
 
     format_version_ = read_format_version();
-    if (format_version_ == 2) {
+    if (format_version_ == new_format) {
         if (!read_metadata()) return fail_probe("Unable to read metadata from file <");
         const long position = input_.tell();
         if (position == -1) return fail_probe("Unable to get current file position in the file <");
@@ -45,10 +51,10 @@ int DetailedInfoFileParser::probe(const char* path) {
             return fail_probe("Unable to seek to the first record in the file <");
         return filter_ != nullptr ? filter_->check_first(first) : 0;
     }
-    if (format_version_ != 1) {
+    if (format_version_ != old_format) {
         parser_log(Logger::Debug) << "There is no such fromat (from file <" << path << ">)";
         close(nullptr);
-        return 2;
+        return probe_failed;
     }
 
     if (!input_.seek(0, SEEK_SET)) return fail_probe("Unable to seek to begin nf5 entry in the file <");
@@ -69,13 +75,13 @@ int DetailedInfoFileParser::probe(const char* path) {
 int DetailedInfoFileParser::fail_probe(const char* problem) {
     parser_log(Logger::Debug) << problem << path_ << ">";
     close(nullptr);
-    return 2;
+    return probe_failed;
 }
 
 int DetailedInfoFileParser::read_format_version() {
     uint8_t version = 0;
     if (!read_byte(version)) return unknown_format;
-    if (version == 1 || version == 2) return version;
+    if (version == old_format || version == new_format) return version;
     parser_log(Logger::Debug) << "Unknown version format";
     return unknown_format;
 }
@@ -121,11 +127,12 @@ void DetailedInfoFileParser::rebuild_layouts() {
     for (int16_t& size : field_sizes_) size = -1;
     for (const auto& [id, size] : fields_) field_sizes_[id] = size;
 
-    layouts_.assign(256, RecordLayout());
+    std::fill(std::begin(layouts_), std::end(layouts_), RecordLayout());
     for (const auto& [data_id, field_ids] : data_) {
         RecordLayout& layout = layouts_[data_id];
         layout.field_ids = &field_ids;
         layout.plan.build(field_ids, field_sizes_);
+        if (accepts_all_ && layout.plan.direct()) layout.direct_block = layout.plan.block();
     }
 }
 
@@ -167,15 +174,32 @@ void DetailedInfoFileParser::RawFileRecord_to_TrafficStat(const RawFileRecord& r
 // The hot path of a replay. Messages are logged only by the functions it
 // calls for the rare cases, which keeps the stream set-up out of this one.
 // A closed file, also the state after a failed probe whatever the format
-// version says, has nothing to read and nothing to log.
+// version says, has nothing to read and nothing to log. Each format has a
+// function of its own, so that the old format's, small, is cheap to call.
 int DetailedInfoFileParser::parse_record(TrafficStat& out) {
-    if (format_version_ == 2) {
-        if (read_next(out)) return 2 - keeps(out);
-    } else if (format_version_ == 1 && input_.is_open()) {
-        return parse_old_record(out);
-    }
+    if (format_version_ == new_format) return parse_new_record(out);
+    if (format_version_ == old_format && input_.is_open()) return parse_old_record(out);
     close(nullptr);
-    return 0;
+    return no_record;
+}
+
+int DetailedInfoFileParser::parse_new_record(TrafficStat& out) {
+    if (read_next(out)) return keeps(out) ? record_kept : record_refused;
+    close(nullptr);
+    return no_record;
+}
+
+// Before anything can refill the buffer over the pending record's bytes.
+int DetailedInfoFileParser::parse_undecoded_record(TrafficStat& out) {
+    // An old-format file has no direct records to bring out up to date with.
+    if (format_version_ == old_format && input_.is_open()) return parse_old_record(out);
+    if (pending_ != nullptr) settle(out);
+    return parse_record(out);
+}
+
+void DetailedInfoFileParser::settle(TrafficStat& out) {
+    layouts_[pending_[0]].plan.decode(pending_ + 1, out, billing_);
+    pending_ = nullptr;
 }
 
 bool DetailedInfoFileParser::read_record(TrafficStat& out) { return read_next(out); }
@@ -192,15 +216,10 @@ bool DetailedInfoFileParser::read_rest(const RecordLayout& layout, TrafficStat& 
     return read_fields(layout, out);
 }
 
-int DetailedInfoFileParser::parse_old_record(TrafficStat& out) {
-    if (fill_old_record()) {
-        old_record_to_stat(input_.next(), out, billing_);
-        input_.consume(sizeof(RawFileRecord));
-        return 2 - keeps(out);
-    }
+int DetailedInfoFileParser::end_old_format() {
     parser_log(Logger::Debug) << "Rows fetched from file <" << path_ << ">: " << (output_ != nullptr ? output_->size() : 0);
     close(nullptr);
-    return 0;
+    return no_record;
 }
 
 bool DetailedInfoFileParser::read_fields(const RecordLayout& layout, TrafficStat& out) {
@@ -274,7 +293,7 @@ bool DetailedInfoFileParser::read_field(uint8_t id, unsigned char* value, uint8_
         skip_field_by_size(skip_after_unknown);
         return true;
     }
-    if (billing_ || !is_billing(field->member)) store_detail_value(*field, value, out);
+    if (billing_ || !is_billing(field->member)) decode_detail_field(*field, value, out);
     return true;
 }
 
@@ -287,9 +306,9 @@ bool DetailedInfoFileParser::skip_field_by_size(unsigned long size) {
 }
 
 void DetailedInfoFileParser::parse() {
-    if (format_version_ == 2)
+    if (format_version_ == new_format)
         read_new_format();
-    else if (format_version_ == 1)
+    else if (format_version_ == old_format)
         read_old_format();
 }
 
@@ -322,11 +341,5 @@ void DetailedInfoFileParser::read_old_format() {
     close(nullptr);
 }
 
-// A trailing piece shorter than a record ends the file like its end does.
-bool DetailedInfoFileParser::fill_old_record() { return input_.fill(sizeof(RawFileRecord)); }
-
-bool DetailedInfoFileParser::keeps(const TrafficStat& record) {
-    return filter_ == nullptr || filter_->check_record(record);
-}
 
 }  // namespace Vorn

@@ -16,7 +16,9 @@ public:
     virtual ~Filter() = default;
 };
 
-// Takes every file and every record: for tools that read whole files.
+// Takes every file and every record: for readers of whole files, and a base
+// for filters that choose records only. A parser given one of this very
+// class (not of a class derived from it) need not ask it.
 class AcceptAllFilter : public Filter {
 public:
     int check_bounds(const TrafficStat&, const TrafficStat&) override { return 0; }

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "vorn/stat/little_endian.h"
+#include "vorn/util/byte_order.h"
 #include "vorn/stat/traffic_stat.h"
 
 namespace Vorn {
@@ -49,22 +49,20 @@ static_assert(sizeof(RawFileRecord) == 76, "old-format records are 76 bytes on d
 // switching times, AS numbers and masks are not among them: those fields of
 // out keep what they held.
 inline void old_record_to_stat(const unsigned char* bytes, TrafficStat& out, bool billing) {
-    using LittleEndian::load16;
-    using LittleEndian::load32;
     using R = RawFileRecord;
     if (billing) {
-        out.slink_id = load32(bytes + offsetof(R, slink_id));
-        out.account_id = load32(bytes + offsetof(R, account_id));
-        out.tclass = load32(bytes + offsetof(R, tclass));
-        out.timestamp = static_cast<int32_t>(load32(bytes + offsetof(R, timestamp)));
+        out.slink_id = load_le<uint32_t>(bytes + offsetof(R, slink_id));
+        out.account_id = load_le<uint32_t>(bytes + offsetof(R, account_id));
+        out.tclass = load_le<uint32_t>(bytes + offsetof(R, tclass));
+        out.timestamp = static_cast<int32_t>(load_le<uint32_t>(bytes + offsetof(R, timestamp)));
     }
-    out.s_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, s_addr))));
-    out.d_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, d_addr))));
-    out.nexthop_addr.from_int(static_cast<int>(load32(bytes + offsetof(R, nexthop_addr))));
-    out.d_pkt = load32(bytes + offsetof(R, d_pkt));
-    out.d_oct = load32(bytes + offsetof(R, d_oct));
-    out.sport = load16(bytes + offsetof(R, sport));
-    out.dport = load16(bytes + offsetof(R, dport));
+    out.s_addr.from_int(static_cast<int>(load_le<uint32_t>(bytes + offsetof(R, s_addr))));
+    out.d_addr.from_int(static_cast<int>(load_le<uint32_t>(bytes + offsetof(R, d_addr))));
+    out.nexthop_addr.from_int(static_cast<int>(load_le<uint32_t>(bytes + offsetof(R, nexthop_addr))));
+    out.d_pkt = load_le<uint32_t>(bytes + offsetof(R, d_pkt));
+    out.d_oct = load_le<uint32_t>(bytes + offsetof(R, d_oct));
+    out.sport = load_le<uint16_t>(bytes + offsetof(R, sport));
+    out.dport = load_le<uint16_t>(bytes + offsetof(R, dport));
     out.tcp_flags = bytes[offsetof(R, tcp_flags)];
     out.proto = bytes[offsetof(R, proto)];
     out.tos = bytes[offsetof(R, tos)];

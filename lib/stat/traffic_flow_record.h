@@ -31,4 +31,14 @@ struct TrafficFlowRecord {
 // The family of the source address; the other two are not consulted.
 IP_address::Family get_address_type(const TrafficFlowRecord& record);
 
+// What the exports can carry of a flow's three addresses: a v5 record has
+// room for IPv4 ones only, a v9 record's template is of one family.
+inline bool has_ipv6_address(const TrafficFlowRecord& record) {
+    return record.s_addr.family() == IP_address::IPv6 || record.d_addr.family() == IP_address::IPv6 ||
+           record.nexthop_addr.family() == IP_address::IPv6;
+}
+inline bool one_address_family(const TrafficFlowRecord& record) {
+    return record.d_addr.family() == record.s_addr.family() && record.nexthop_addr.family() == record.s_addr.family();
+}
+
 }  // namespace Vorn

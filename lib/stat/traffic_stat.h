@@ -18,9 +18,13 @@ struct TrafficStat : TrafficFlowRecord {
     std::string login;
     IP_address router_ip_netflow_from;
 
-    // One line of JSON, members sorted by key; throws nlohmann's type error
-    // when login is not valid UTF-8.
+    // One line of JSON, members sorted by key: every member under its name
+    // (member_name), human_timestamp and login; throws nlohmann's type
+    // error when login is not valid UTF-8.
     std::string to_str_json() const;
+    // The keys of to_str_json that name no TrafficMember.
+    static constexpr const char* human_timestamp_key = "human_timestamp";  // the time stamp as text
+    static constexpr const char* login_key = "login";
 };
 
 IP_address::Family get_address_type(const TrafficStat& record);

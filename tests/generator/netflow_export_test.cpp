@@ -53,3 +53,32 @@ TEST(Netflow_v5_PacketManager, SendPackets65SendsOneFullPacketTwiceThenFiveNewRe
     for (const Datagram& d : sent)
         for (size_t at = 24; at < d.size(); at += 48) EXPECT_EQ(be(d, at + 20, 4), 0x01020304u);
 }
+
+// Each type the v5 packet lays over its random record lands where the v5 record has its field, most
+// significant byte first; of two types for one field, the later in the overlay order wins, whatever
+// the order of the fields in the record.
+TEST(Netflow_v5_Packet, EachOverlaidTypeLandsInItsFieldAndTheLaterTypeWins) {
+    const struct { unsigned short type; size_t at, width; } rows[] = {
+        {8, 0, 4},   {12, 4, 4},  {15, 8, 4},  {10, 12, 2}, {14, 14, 2}, {2, 16, 4},  {24, 16, 4}, {1, 20, 4},  {23, 20, 4}, {22, 24, 4},
+        {21, 28, 4}, {7, 32, 2},  {11, 34, 2}, {6, 37, 1},  {4, 38, 1},  {5, 39, 1},  {55, 39, 1}, {16, 40, 2}, {17, 42, 2}, {9, 44, 1}, {13, 45, 1}};
+    const auto add = [](Strell::StrellRecord& record, unsigned short type, size_t width, uint32_t value) {
+        if (width == 4) record.add_field<unsigned int>(type, 4, value);
+        if (width == 2) record.add_field<unsigned short>(type, 2, static_cast<unsigned short>(value));
+        if (width == 1) record.add_field<unsigned char>(type, static_cast<unsigned char>(value));
+    };
+    const auto record_bytes = [](const Strell::StrellRecord& record) {
+        Strell::Netflow_v5_Packet packet(5, 0, 0, 56, "");
+        packet.add_record(record);
+        Strell::RawData out;
+        packet.serialize(out);
+        return Datagram(out.data() + 24, out.data() + out.size());
+    };
+    for (const auto& row : rows) {
+        Strell::StrellRecord record;
+        add(record, row.type, row.width, 0xa1a2a3a4);
+        EXPECT_EQ(hex(record_bytes(record), row.at, row.at + row.width), hex({0xa1, 0xa2, 0xa3, 0xa4}, 4 - row.width)) << row.type;
+    }
+    Strell::StrellRecord both;
+    add(both, 24, 4, 0x0b0b0b0b), add(both, 2, 4, 0x0a0a0a0a), add(both, 55, 1, 7), add(both, 5, 1, 6);
+    EXPECT_EQ(hex(record_bytes(both), 16, 20) + " " + hex(record_bytes(both), 39, 40), "0b 0b 0b 0b 07");
+}

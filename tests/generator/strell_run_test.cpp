@@ -118,7 +118,8 @@ TEST(StrellRun, SyntheticV9RepeatsTheOptionValuesAsStrtolReadsThemUnderOneTempla
 
 TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
     TempDir dir;
-    const string usage = read_file(USAGE_TEXT), mixed = write_detail_file(dir, "mixed.vorn", "new", {flow_json({{"s_addr", "::1"}})});
+    const string usage = read_file(USAGE_TEXT), mixed = write_detail_file(dir, "mixed.vorn", "new", {flow_json({{"s_addr", "::1"}})}),
+                 mixed_after_v4 = write_detail_file(dir, "mixed4.vorn", "new", {flow_json({{"d_addr", "::1"}})});
     std::vector<string> too_many = {"-v", "9"};
     for (int i = 0; i < 400; ++i) too_many.insert(too_many.end(), {"-z", "1"});
     const struct { std::vector<string> args; int status; string output_end, error_part; } cases[] = {
@@ -129,6 +130,7 @@ TEST(StrellRun, UsageAndFailuresPrintTheirMessageAndEndWithTheirStatus) {
         {{"-s", "2001:db8::1"}, 1, "file\nError: attempt to create netflow v5 packet with IPv6\n", ""},
         {{"-u"}, 1, "Specify file name of .vorn detail file. Use [-f] option\n", ""},
         {{"-u", "-v", "9", "-f", mixed}, 1, "' vorn statistic file\nIncorrect netflow data\n", ""},
+        {{"-u", "-v", "9", "-f", mixed_after_v4}, 1, "' vorn statistic file\nIncorrect netflow data\n", ""},
         {too_many, 1, "Error: too many fields for one netflow v9 packet\n", ""},
         {{"-h", "not-an-address"}, -1, "", ""},  // not caught: the runtime aborts
     };
@@ -286,4 +288,32 @@ TEST(StrellReplay, V9SendsEveryFlowOnceAndInOrderInDatagramsUpTo1500BytesTemplat
         EXPECT_TRUE(seen[0] == expected[0] && seen[1] == expected[1]) << "every flow once, in order";
         EXPECT_TRUE(c.sizes.empty() || sizes == c.sizes);
     }
+}
+
+// A layout of the fields in another order than vorn-detail writes them: data id 1 holds a whole flow,
+// data id 2 only a source port, and a record of it takes every other field from the record before it.
+TEST(StrellReplay, ARecordLackingFieldsTakesThemFromTheRecordBeforeWhateverTheLayouts) {
+    const std::string ids = {8, 12, 15, 10, 14, 2, 1, 22, 21, 7, 11, 6, 4, 5, 16, 17, 9, 13}, sizes = {4, 4, 4, 2, 2, 4, 4, 4, 4, 2, 2, 1, 1, 1, 4, 4, 1, 1};
+    string file = {2, 18};
+    for (size_t i = 0; i < ids.size(); ++i) file += {ids[i], sizes[i]};
+    file += string{2, 1, 18} + ids + string{2, 1, 7};
+    const auto whole = [&](uint32_t base) {  // field i holds base + i, little-endian
+        string record = {1};
+        for (size_t i = 0; i < ids.size(); ++i)
+            for (int b = 0; b < sizes[i]; ++b) record += char((base + i) >> 8 * b);
+        return record;
+    };
+    const auto port = [](uint16_t p) { return string{2, char(p), char(p >> 8)}; };
+    TempDir dir;
+    UdpReceiver receiver;
+    const ProgramRun run = replay(receiver, dir.write("layouts.vorn", file + whole(0x0a000000) + port(0x1234) + whole(0x0b000000) + port(0x5678)), {});
+    ASSERT_EQ(run.datagrams.size(), 1u);
+    const Datagram& d = run.datagrams[0];
+    ASSERT_EQ(d.size(), 24 + 4 * 48u);
+    const auto record = [&](size_t i, bool port) { return hex(d, 24 + 48 * i, 24 + 48 * i + (port ? 48 : 32)) + (port ? "" : " " + hex(d, 24 + 48 * i + 34, 72 + 48 * i)); };
+    EXPECT_EQ(record(0, true), "0a 00 00 00 0a 00 00 01 0a 00 00 02 00 03 00 04 0a 00 00 05 0a 00 00 06 0a 00 00 07 0a 00 00 08 "
+                               "00 09 00 0a 00 0b 0c 0d 00 0e 00 0f 10 11 00 00");
+    EXPECT_EQ(std::make_tuple(record(1, false), be(d, 24 + 48 + 32, 2)), std::make_tuple(record(0, false), 0x1234u));
+    EXPECT_EQ(std::make_tuple(record(3, false), be(d, 24 + 3 * 48 + 32, 2)), std::make_tuple(record(2, false), 0x5678u));
+    EXPECT_EQ(be(d, 24 + 2 * 48, 4), 0x0b000000u);
 }

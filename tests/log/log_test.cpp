@@ -11,6 +11,7 @@
 #include "vorn/config/vorn_config.h"
 #include "vorn/log/diagnostics.h"
 #include "vorn/log/file_appender.h"
+#include "vorn/log/log_stream.h"
 #include "vorn/log/syslog_appender.h"
 #include "recording_logger.h"
 #include "temp_dir.h"

@@ -4,8 +4,7 @@
 #include <tuple>
 #include <vector>
 
-#include "vorn/log/log_facility.h"
-#include "vorn/log/log_stream.h"
+#include "vorn/log/log_front_ends.h"
 #include "vorn/log/logger_impl.h"
 
 namespace StrellTest {
@@ -15,10 +14,8 @@ namespace StrellTest {
 struct RecordingLogger : Vorn::Logger {
     using Line = std::tuple<int, std::string, std::string>;
     std::vector<Line> lines;
-    RecordingLogger() { Vorn::LogFacility::init(this), Vorn::LogStream::init(this); }
-    ~RecordingLogger() override {
-        Vorn::LogFacility::init(Vorn::LoggerImpl::instance()), Vorn::LogStream::init(Vorn::LoggerImpl::instance());
-    }
+    RecordingLogger() { Vorn::attach_logger(this); }
+    ~RecordingLogger() override { Vorn::attach_logger(Vorn::LoggerImpl::instance()); }
     void write(Level level, const std::string& facility, const std::string& text) override { lines.emplace_back(level, facility, text); }
 };
 

@@ -2,13 +2,12 @@
 
 #include <limits>
 
-#include "vorn/stat/little_endian.h"
+#include "vorn/util/byte_order.h"
 
 namespace Vorn {
 
 namespace {
 
-using namespace LittleEndian;
 
 constexpr size_t header_size = 12;
 constexpr unsigned char event_flag = 0x01;
@@ -43,13 +42,13 @@ size_t data_size(uint16_t id) {
 
 IP_address v4(const unsigned char* p) {
     IP_address a;
-    a.from_int(static_cast<int>(load32(p)));
+    a.from_int(static_cast<int>(load_le<uint32_t>(p)));
     return a;
 }
 
 IP_address v6(const unsigned char* p) {
     IP_address a;
-    a.from_int(static_cast<long>(load64(p)), static_cast<long>(load64(p + 8)));
+    a.from_int(static_cast<long>(load_le<uint64_t>(p)), static_cast<long>(load_le<uint64_t>(p + 8)));
     return a;
 }
 
@@ -78,15 +77,15 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
     if (!is_flow) return std::string();
 
     Elements found;
-    const unsigned count = load16(record + 4);
+    const unsigned count = load_le<uint16_t>(record + 4);
     size_t at = header_size;
     const auto element = [count](unsigned i) {
         return "element " + std::to_string(i) + " of " + std::to_string(count);
     };
     for (unsigned i = 1; i <= count; ++i) {
         if (size - at < 4) return element(i) + " starts past the end of the record";
-        const uint16_t id = load16(record + at);
-        const size_t length = load16(record + at + 2);
+        const uint16_t id = load_le<uint16_t>(record + at);
+        const size_t length = load_le<uint16_t>(record + at + 2);
         if (length < 4 || length > size - at)
             return element(i) + " (id " + std::to_string(id) + "): length " + std::to_string(length) +
                    (length < 4 ? ", shorter than its header" : " runs past the end of the record");
@@ -118,7 +117,8 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
         flow.router_ip_netflow_from = v4(e[ipv4_router]);  // ip4_router
 
     if (const unsigned char* g = e[generic]) {
-        const uint64_t msec_first = load64(g), msec_last = load64(g + 8), msec_received = load64(g + 16);
+        const uint64_t msec_first = load_le<uint64_t>(g), msec_last = load_le<uint64_t>(g + 8),
+                       msec_received = load_le<uint64_t>(g + 16);
         int64_t first = 0, last = 0, received = 0;  // first, last, received
         const auto out_of_range = [](const char* what, uint64_t msec) {
             return std::string(what) + " at " + std::to_string(msec) + " ms, out of the record's range";
@@ -129,29 +129,29 @@ std::string FlowRecordDecoder::decode(const unsigned char* record, size_t size, 
             received > std::numeric_limits<int32_t>::max())
             return out_of_range("received", msec_received);
         flow.timestamp = static_cast<int32_t>(received);
-        const uint64_t packets = load64(g + 24), bytes = load64(g + 32);
+        const uint64_t packets = load_le<uint64_t>(g + 24), bytes = load_le<uint64_t>(g + 32);
         if (!set(packets, flow.d_pkt)) return too_large("packets", packets, UINT32_MAX);  // in_packets
         if (!set(bytes, flow.d_oct)) return too_large("bytes", bytes, UINT32_MAX);        // in_bytes
         flow.proto = g[44];                                                                             // proto
         flow.tos = g[47];                                                                               // src_tos
         if (shows_icmp(flow.proto)) {
-            flow.dport = load16(g + 42);  // icmp_type, icmp_code
+            flow.dport = load_le<uint16_t>(g + 42);  // icmp_type, icmp_code
         } else {
-            flow.sport = load16(g + 40);  // src_port
-            flow.dport = load16(g + 42);  // dst_port
+            flow.sport = load_le<uint16_t>(g + 40);  // src_port
+            flow.dport = load_le<uint16_t>(g + 42);  // dst_port
             flow.tcp_flags = g[45];       // tcp_flags
         }
     }
     if (const unsigned char* m = e[misc]) {
-        const uint32_t input = load32(m), output = load32(m + 4);
+        const uint32_t input = load_le<uint32_t>(m), output = load_le<uint32_t>(m + 4);
         if (!set(input, flow.iface)) return too_large("input interface", input, UINT16_MAX);      // input_snmp
         if (!set(output, flow.oface)) return too_large("output interface", output, UINT16_MAX);  // output_snmp
         flow.src_mask = m[8];                                                                    // src_mask
         flow.dst_mask = m[9];                                                                    // dst_mask
     }
     if (const unsigned char* a = e[as_routing]) {
-        flow.src_as = load32(a);      // src_as
-        flow.dst_as = load32(a + 4);  // dst_as
+        flow.src_as = load_le<uint32_t>(a);      // src_as
+        flow.dst_as = load_le<uint32_t>(a + 4);  // dst_as
     }
     return std::string();
 }

@@ -6,13 +6,11 @@
 
 #include "tools/nfcapd/block_decompression.h"
 #include "tools/nfcapd/file_header.h"
-#include "vorn/stat/little_endian.h"
+#include "vorn/util/byte_order.h"
 
 namespace Vorn {
 
 namespace {
-
-using namespace LittleEndian;
 
 constexpr size_t block_header_size = 12;
 constexpr uint16_t v3_block = 3;               // the only block type nfcapd 1.7 writes
@@ -70,11 +68,11 @@ bool NfcapdReader::read_blocks(std::istream& in, const Visit& visit) {
     for (block_ = 1; block_ <= header_.blocks; ++block_) {
         record_ = 0;
         if (!take(in, block_header_size, "its header")) return false;
-        const unsigned long records = load32(stored_.data());
-        const size_t size = load32(stored_.data() + 4);
-        const uint16_t type = load16(stored_.data() + 8);
+        const unsigned long records = load_le<uint32_t>(stored_.data());
+        const size_t size = load_le<uint32_t>(stored_.data() + 4);
+        const uint16_t type = load_le<uint16_t>(stored_.data() + 8);
         const bool compressed =
-            header_.compression != Compression::None && !(load16(stored_.data() + 10) & stored_uncompressed);
+            header_.compression != Compression::None && !(load_le<uint16_t>(stored_.data() + 10) & stored_uncompressed);
         if (size == 0) return fail("size 0");
         if (size > max_block_size)
             return fail("size " + std::to_string(size) + " above the limit of " + std::to_string(max_block_size) +
@@ -104,8 +102,8 @@ bool NfcapdReader::read_records(const unsigned char* payload, size_t size, unsig
     size_t at = 0;
     for (record_ = 1; record_ <= count; ++record_) {
         if (size - at < 4) return fail("the block ends before the record (" + std::to_string(count) + " in the block)");
-        const uint16_t type = load16(payload + at);
-        const size_t length = load16(payload + at + 2);
+        const uint16_t type = load_le<uint16_t>(payload + at);
+        const size_t length = load_le<uint16_t>(payload + at + 2);
         if (length == 0) return fail("size 0");
         if (length < 4) return fail("size " + std::to_string(length) + ", shorter than its header");
         if (length > size - at)
@@ -141,7 +139,7 @@ bool NfcapdReader::skip_appendix(std::istream& in) {
     for (unsigned i = 1; i <= header_.appendix_blocks; ++i) {
         const std::string block = "appendix block " + count_of(i, header_.appendix_blocks);
         if (!take(in, block_header_size, "the header of " + block)) return false;
-        const size_t size = load32(stored_.data() + 4);
+        const size_t size = load_le<uint32_t>(stored_.data() + 4);
         if (size > max_block_size) return fail(block + ": size " + std::to_string(size) + " above the limit");
         if (!take(in, size, block)) return false;
     }

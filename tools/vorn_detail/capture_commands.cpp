@@ -37,9 +37,7 @@ bool progress_shown(const std::ostream& err) { return &err == &std::cerr && isat
 
 int import_command(const std::vector<std::string>& args, std::istream& in, std::ostream& err) {
     if (args.size() < 3 || args[0] != "--format") return usage(err);
-    if (args[1] != "new" && args[1] != "old")
-        throw Failure("unknown format '" + args[1] + "' (new or old)", exit_usage);
-    const DetailFormat format = args[1] == "new" ? DetailFormat::New : DetailFormat::Old;
+    const DetailFormat format = detail_format(args[1]);
     Capture capture({args.begin() + 3, args.end()}, in, err, progress_shown(err));
     import_capture(format, args[2], capture, err);
     return exit_ok;

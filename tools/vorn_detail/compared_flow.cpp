@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tools/vorn_detail/replay_limits.h"
+#include "vorn/stat/netflow_fields.h"
 
 namespace Vorn {
 
@@ -11,8 +12,7 @@ using nlohmann::json;
 
 struct ComparedField {
     const char* name;
-    bool in_v5;
-    bool in_v9;
+    TrafficMember member;
     json (*value)(const ComparedFlow&);
     void (*clear)(ComparedFlow&);
 };
@@ -40,32 +40,34 @@ void set_address(ComparedFlow& flow, Address which, const IP_address& a) {
     flow.address[which][1] = v6 ? static_cast<uint64_t>(a.to_low()) : 0;
 }
 
-#define ADDRESS(which)                                                              \
-    [](const ComparedFlow& f) { return json(address_of(f, which).to_string()); }, \
+#define ADDRESS(member, which)                                                                     \
+    member_name(TrafficMember::member), TrafficMember::member,                                     \
+        [](const ComparedFlow& f) { return json(address_of(f, which).to_string()); },             \
         [](ComparedFlow& f) { set_address(f, which, IP_address()); }
-#define NUMBER(f) \
-    [](const ComparedFlow& r) { return json(r.f); }, [](ComparedFlow& r) { r.f = 0; }
+#define NUMBER(f)                                                                                 \
+    member_name(TrafficMember::f), TrafficMember::f, [](const ComparedFlow& r) { return json(r.f); }, \
+        [](ComparedFlow& r) { r.f = 0; }
 
-// Every field that v5 or v9 carries; times are left out, since strell's
+// The fields that a version may carry; times are left out, since strell's
 // packet headers make what a collector derives from them unrelated to the
-// file's values, and v9 carries no masks.
+// file's values.
 const Field fields[] = {
-    {"s_addr", true, true, ADDRESS(source)},
-    {"d_addr", true, true, ADDRESS(destination)},
-    {"sport", true, true, NUMBER(sport)},
-    {"dport", true, true, NUMBER(dport)},
-    {"proto", true, true, NUMBER(proto)},
-    {"nexthop_addr", true, true, ADDRESS(next_hop)},
-    {"tcp_flags", true, true, NUMBER(tcp_flags)},
-    {"tos", true, true, NUMBER(tos)},
-    {"d_pkt", true, true, NUMBER(d_pkt)},
-    {"d_oct", true, true, NUMBER(d_oct)},
-    {"iface", true, true, NUMBER(iface)},
-    {"oface", true, true, NUMBER(oface)},
-    {"src_as", true, true, NUMBER(src_as)},
-    {"dst_as", true, true, NUMBER(dst_as)},
-    {"src_mask", true, false, NUMBER(src_mask)},
-    {"dst_mask", true, false, NUMBER(dst_mask)},
+    {ADDRESS(s_addr, source)},
+    {ADDRESS(d_addr, destination)},
+    {NUMBER(sport)},
+    {NUMBER(dport)},
+    {NUMBER(proto)},
+    {ADDRESS(nexthop_addr, next_hop)},
+    {NUMBER(tcp_flags)},
+    {NUMBER(tos)},
+    {NUMBER(d_pkt)},
+    {NUMBER(d_oct)},
+    {NUMBER(iface)},
+    {NUMBER(oface)},
+    {NUMBER(src_as)},
+    {NUMBER(dst_as)},
+    {NUMBER(src_mask)},
+    {NUMBER(dst_mask)},
 };
 #undef ADDRESS
 #undef NUMBER
@@ -73,7 +75,9 @@ const Field fields[] = {
 // The first fields are the identity: the same addresses, ports and protocol.
 constexpr size_t identity_fields = 5;
 
-bool carried(const Field& f, SentAs sent_as) { return sent_as == SentAs::V5 ? f.in_v5 : f.in_v9; }
+bool carried(const Field& f, SentAs sent_as) {
+    return sent_as == SentAs::V5 ? carried_in_v5(f.member) : carried_in_v9(f.member);
+}
 
 // splitmix64's finaliser: every bit of the input moves half the output's.
 uint64_t mix(uint64_t x) {
@@ -104,7 +108,7 @@ FlowView::FlowView(SentAs sent_as, const std::vector<std::string>& ignored) : se
     }
 }
 
-bool FlowView::carries(const TrafficFlowRecord& flow) const { return sent_as_ == SentAs::V9 || !v5_skips(flow); }
+bool FlowView::carries(const TrafficFlowRecord& flow) const { return sent_as_ == SentAs::V9 || !has_ipv6_address(flow); }
 
 ComparedFlow FlowView::project(const TrafficFlowRecord& in) const {
     ComparedFlow out{};

@@ -20,6 +20,10 @@ void dump_detail_file(const std::string& path, std::ostream& out, std::ostream& 
 // with stands for a closed standard input and is refused.
 void write_detail_file(DetailFormat format, const std::string& path, std::istream& in, std::ostream& err);
 
+// The format a --format argument names, "new" or "old"; a Failure with the
+// usage status for any other.
+DetailFormat detail_format(const std::string& name);
+
 // The whole command line without the program name; in is standard input.
 // Returns the exit status: every Failure, and every other exception, ends
 // here as one line on err.

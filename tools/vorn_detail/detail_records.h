@@ -25,10 +25,11 @@ const char* read_detail_records(const std::string& path, Visit visit) {
     AcceptAllFilter filter;
     DetailedInfoFileParser parser;
     parser.init(nullptr, &filter);
-    if (parser.probe(path.c_str()) == 2) throw Failure(path + ": not a readable detail file");
-    const char* format = parser.format_version() == 2 ? "new" : "old";
+    if (parser.probe(path.c_str()) == DetailedInfoFileParser::probe_failed)
+        throw Failure(path + ": not a readable detail file");
+    const char* format = parser.format_version() == DetailedInfoFileParser::new_format ? "new" : "old";
     TrafficStat record;
-    while (parser.parse_record(record) != 0) visit(record);
+    while (parser.parse_record(record) != DetailedInfoFileParser::no_record) visit(record);
     return format;
 }
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "tools/vorn_detail/json_field.h"
+#include "vorn/stat/traffic_member.h"
 
 namespace Vorn {
 
@@ -12,10 +14,9 @@ namespace {
 
 using nlohmann::json;
 
-// Each setter returns an empty text or what is wrong with the value.
-using Setter = std::string (*)(const json& value, TrafficStat& out);
+std::string set_member(const json& value, IP_address& field) { return set_address(value, field); }
 
-std::string set_timestamp(const json& value, int32_t& field) {
+std::string set_member(const json& value, int32_t& field) {
     if (!value.is_number_integer()) return "must be an integer";
     if (value.is_number_unsigned() ? value.get<uint64_t>() > uint64_t(INT32_MAX)
                                    : value.get<int64_t>() < INT32_MIN || value.get<int64_t>() > INT32_MAX)
@@ -24,40 +25,29 @@ std::string set_timestamp(const json& value, int32_t& field) {
     return std::string();
 }
 
+template <typename T>
+std::string set_member(const json& value, T& field) {
+    return set_unsigned(value, field);
+}
+
+// A key of the rendering: a member's, or one accepted and ignored.
 struct Key {
     const char* name;
-    Setter set;  // null: accepted and ignored
+    bool member;
+    TrafficMember which;
 };
 
-// In the rendering's (byte) order of keys.
-const Key keys[] = {
-    {"account_id", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.account_id); }},
-    {"d_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.d_addr); }},
-    {"d_oct", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.d_oct); }},
-    {"d_pkt", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.d_pkt); }},
-    {"dport", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dport); }},
-    {"dst_as", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dst_as); }},
-    {"dst_mask", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.dst_mask); }},
-    {"human_timestamp", nullptr},
-    {"iface", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.iface); }},
-    {"ip", [](const json& v, TrafficStat& r) { return set_address(v, r.ip); }},
-    {"login", nullptr},
-    {"nexthop_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.nexthop_addr); }},
-    {"oface", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.oface); }},
-    {"proto", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.proto); }},
-    {"router_ip_netflow_from", [](const json& v, TrafficStat& r) { return set_address(v, r.router_ip_netflow_from); }},
-    {"s_addr", [](const json& v, TrafficStat& r) { return set_address(v, r.s_addr); }},
-    {"slink_id", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.slink_id); }},
-    {"sport", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.sport); }},
-    {"src_as", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.src_as); }},
-    {"src_mask", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.src_mask); }},
-    {"tclass", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tclass); }},
-    {"tcp_flags", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tcp_flags); }},
-    {"timestamp", [](const json& v, TrafficStat& r) { return set_timestamp(v, r.timestamp); }},
-    {"tos", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.tos); }},
-    {"ts_first", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_first); }},
-    {"ts_last", [](const json& v, TrafficStat& r) { return set_unsigned(v, r.ts_last); }},
-};
+// In the rendering's (byte) order, which is the order of the messages.
+const std::vector<Key>& keys() {
+    static const std::vector<Key> sorted = [] {
+        std::vector<Key> all = {{TrafficStat::human_timestamp_key, false, {}}, {TrafficStat::login_key, false, {}}};
+        for_each_member<TrafficMember::s_addr, members_end>(
+            [&](auto m) { all.push_back({member_name(m()), true, m()}); });
+        std::sort(all.begin(), all.end(), [](const Key& a, const Key& b) { return std::strcmp(a.name, b.name) < 0; });
+        return all;
+    }();
+    return sorted;
+}
 
 // The first key of the line's object that its text names a second time.
 std::string repeated_key(const std::string& line) {
@@ -107,7 +97,7 @@ bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::stri
 
     for (const auto& [name, value] : object.items()) {
         bool known = false;
-        for (const Key& key : keys) known = known || name == key.name;
+        for (const Key& key : keys()) known = known || name == key.name;
         if (!known) {
             problem = "unknown key " + quoted(name);
             return false;
@@ -115,14 +105,15 @@ bool traffic_stat_from_json(const std::string& line, TrafficStat& out, std::stri
     }
 
     TrafficStat record;
-    for (const Key& key : keys) {
-        if (key.set == nullptr) continue;
+    for (const Key& key : keys()) {
+        if (!key.member) continue;
         const auto found = object.find(key.name);
         if (found == object.end()) {
             problem = std::string("missing key \"") + key.name + "\"";
             return false;
         }
-        const std::string wrong = key.set(*found, record);
+        std::string wrong;
+        with_member(key.which, [&](auto m) { wrong = set_member(*found, member_of<m()>(record)); });
         if (!wrong.empty()) {
             problem = std::string("key \"") + key.name + "\" " + wrong;
             return false;

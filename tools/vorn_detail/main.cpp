@@ -4,7 +4,8 @@
 #include <set>
 #include <string>
 
-#include "vorn/log/log_stream.h"
+#include "vorn/log/log_front_ends.h"
+#include "vorn/log/logger.h"
 #include "tools/vorn_detail/descriptor_stream.h"
 #include "tools/vorn_detail/detail_commands.h"
 #include "tools/vorn_detail/standard_descriptors.h"
@@ -30,8 +31,8 @@ int main(int argc, char** argv) {
     const bool input_closed = Vorn::occupy_closed_standard_descriptors();
     Vorn::DescriptorStream standard_input(input_closed ? -1 : STDIN_FILENO, "standard input", false);
     StderrLogger logger;
-    Vorn::LogStream::init(&logger);
+    Vorn::attach_logger(&logger);
     const int status = Vorn::run_vorn_detail({argv + 1, argv + argc}, standard_input, std::cout, std::cerr);
-    Vorn::LogStream::init(nullptr);
+    Vorn::attach_logger(nullptr);
     return status;
 }

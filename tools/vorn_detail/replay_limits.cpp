@@ -17,17 +17,12 @@ const char* const v9_replay_ends =
     "the datagram being filled unsent)";
 
 std::string v9_mixed_families(const TrafficFlowRecord& flow) {
+    if (one_address_family(flow)) return std::string();
     const bool destination = flow.d_addr.family() != flow.s_addr.family();
     const bool next_hop = flow.nexthop_addr.family() != flow.s_addr.family();
-    if (!destination && !next_hop) return std::string();
     const IP_address& other = destination ? flow.d_addr : flow.nexthop_addr;
     return std::string("an ") + family_name(flow.s_addr) + " source and an " + family_name(other) + " " +
            (destination && next_hop ? "destination and next hop" : destination ? "destination" : "next hop");
-}
-
-bool v5_skips(const TrafficFlowRecord& flow) {
-    return flow.s_addr.family() == IP_address::IPv6 || flow.d_addr.family() == IP_address::IPv6 ||
-           flow.nexthop_addr.family() == IP_address::IPv6;
 }
 
 void ReplayLimits::Kind::add(unsigned long position) {
@@ -40,7 +35,7 @@ void ReplayLimits::check(const TrafficFlowRecord& flow, unsigned long position) 
         if (v9_.count == 0) v9_first_ = std::move(mixed);
         v9_.add(position);
     }
-    if (v5_skips(flow)) v5_.add(position);
+    if (has_ipv6_address(flow)) v5_.add(position);
 }
 
 // "lines 3, 7, 9 and 2 more"

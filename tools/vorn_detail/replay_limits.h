@@ -12,12 +12,12 @@ namespace Vorn {
 // stands. v9 sends a flow under an IPv4 or an IPv6 template: one whose three
 // addresses are not all of one family ends the replay at that record
 // ("Incorrect netflow data", exit status 1), the datagram being filled unsent.
-// v5 carries IPv4 only and skips, without a word, a flow with an IPv6 address.
+// v5 carries IPv4 only and skips, without a word, a flow with an IPv6 address
+// (has_ipv6_address).
 
 // Empty when v9 can send the flow; otherwise how its families mix, e.g.
 // "an IPv4 source and an IPv6 next hop".
 std::string v9_mixed_families(const TrafficFlowRecord& flow);
-bool v5_skips(const TrafficFlowRecord& flow);
 
 // What v9 does at such a record, to follow its description.
 extern const char* const v9_replay_ends;

@@ -119,6 +119,11 @@ const char* const vorn_detail_usage =
     "2 usage error, 3 compare found differences; a write or import ended by\n"
     "a signal ends as the signal does (e.g. 130 for SIGINT).\n";
 
+DetailFormat detail_format(const std::string& name) {
+    if (name != "new" && name != "old") throw Failure("unknown format '" + name + "' (new or old)", exit_usage);
+    return name == "new" ? DetailFormat::New : DetailFormat::Old;
+}
+
 namespace {
 
 int run_command(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err) {
@@ -131,9 +136,7 @@ int run_command(const std::vector<std::string>& args, std::istream& in, std::ost
         return exit_ok;
     }
     if (args.size() == 4 && args[0] == "write" && args[1] == "--format") {
-        if (args[2] != "new" && args[2] != "old")
-            throw Failure("unknown format '" + args[2] + "' (new or old)", exit_usage);
-        write_detail_file(args[2] == "new" ? DetailFormat::New : DetailFormat::Old, args[3], in, err);
+        write_detail_file(detail_format(args[2]), args[3], in, err);
         return exit_ok;
     }
     const bool capture_command = !args.empty() && (args[0] == "import" || args[0] == "compare");
