@@ -53,8 +53,4 @@ void decode_detail_field(const DetailField& field, const unsigned char* value, T
     with_member(field.member, [&](auto m) { decode_detail_value(member_of<m()>(out), value, field.size); });
 }
 
-void encode_detail_field(const DetailField& field, const TrafficStat& in, unsigned char* value) {
-    with_member(field.member, [&](auto m) { encode_detail_value(member_of<m()>(in), value, field.size); });
-}
-
 }  // namespace Vorn

@@ -67,8 +67,7 @@ void encode_detail_value(const T& in, unsigned char* value, uint8_t size) {
 }
 
 // The same through a row of the table: value holds field.size bytes. An
-// address is written at the field's size whatever its own family.
+// address is read at the field's size whatever its own family.
 void decode_detail_field(const DetailField& field, const unsigned char* value, TrafficStat& out);
-void encode_detail_field(const DetailField& field, const TrafficStat& in, unsigned char* value);
 
 }  // namespace Vorn
