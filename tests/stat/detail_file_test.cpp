@@ -106,6 +106,7 @@ TEST(DetailedInfoFileParser, OldFilesShowFirstAndFinal76BytesAndReadWholeRecords
     for (const Case& c : cases) {
         Probed p(c.bytes, true, 42);
         EXPECT_EQ(p.probe_result, 42);  // the filter's answer, passed on
+        EXPECT_EQ(DetailedInfoFileParser().probe(p.path.c_str()), 0);  // no filter to ask
         ASSERT_EQ(p.shown.size(), 2u); EXPECT_EQ(p.shown[0].s_addr.to_string(), "10.0.0.1");
         EXPECT_EQ(std::make_pair(p.shown[0].tclass, p.shown[1].tclass), std::make_pair(c.first_tclass, c.last_tclass));
         EXPECT_EQ(p.read_all().results, c.results);  // from offset 0; a trailing piece ends it
@@ -125,6 +126,7 @@ TEST(DetailedInfoFileParser, RecordsFillTheirFieldsAndKeepThePreviousValuesOfAbs
                  .u8({0x01, 0x2E, 0x11, 0x12}).u32(6000).u32(60).u8({0xFF, 0xFF, 0x34, 0x12}).u32(7)
                  .u8({0x02, 2, 2, 2, 2, 0x03}), true, 43);
     EXPECT_EQ(std::make_pair(p.probe_result, p.shown.at(0).tclass), std::make_pair(43, 7u));  // the filter's answer to the first record
+    EXPECT_EQ(DetailedInfoFileParser().probe(p.path.c_str()), 0);
     EXPECT_EQ(p.read_all().results, (Results{1, 1, 1}));
     const TrafficStat& r = p.record;
     EXPECT_EQ(std::vector<unsigned>({r.tos, r.src_mask, r.dst_mask, r.d_oct, r.d_pkt, r.src_as, r.dst_as, r.tclass}),
