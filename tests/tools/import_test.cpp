@@ -1,6 +1,7 @@
 // The built vorn-detail's import of nfdump's JSON into detail files, and its
 // compare of such a capture with the file that was sent.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <map>
@@ -55,6 +56,20 @@ TEST(VornDetailImport, EmptyCaptureMakesAFileOfTheHeaderAlone) {
     TempDir dir;
     EXPECT_EQ(vorn_detail({"import", "--format", "new", dir.file("out.vorn")}, "[\n]\n").status, 0);
     EXPECT_EQ(read_file(dir.file("out.vorn")), read_file(write_detail_file(dir, "empty.vorn", "new", {})));
+}
+
+TEST(VornDetailImport, CaptureFilesAreClosedOneByOneSoThatMoreOfThemThanDescriptorsAreRead) {
+    TempDir dir;
+    Args args = {"import", "--format", "new", dir.file("out.vorn")};
+    for (int i = 0; i < 40; ++i) args.push_back(dir.write("c" + std::to_string(i) + ".json", json::array({v9_flow}).dump()));
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    rlimit low = before;
+    low.rlim_cur = 32;  // inherited by vorn-detail
+    setrlimit(RLIMIT_NOFILE, &low);
+    const ProgramRun run = vorn_detail(args);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(run.err.substr(0, run.err.find('\n')), dir.file("out.vorn") + ": new format, 40 records");
 }
 
 TEST(VornDetailImport, CompareMatchesByFieldsAndReportsLossExtrasAndDifferences) {
