@@ -60,6 +60,7 @@ TEST(LoggerImpl, WithoutAppendersWritesEachLineToStandardErrorCuttingItsPrefixAt
         }
         logger.write(Logger::Info, std::string(300, 'f'), "tail");
         logger.stop();
+        EXPECT_EQ(logger.dropped(), 0u);  // the wake-up took a free slot
     }
     expected += "<stamp> " + (" Info  : " + thread_hex + " " + std::string(300, 'f')).substr(0, 255) + "tail\n<LAST LINE>\n";
     EXPECT_EQ(unstamped(testing::internal::GetCapturedStderr()), expected);
