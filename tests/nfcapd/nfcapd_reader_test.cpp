@@ -177,7 +177,7 @@ TEST(NfcapdReader, DamagedFilesAreRefusedNamingBlockAndRecord) {
         std::vector<Patch> patches;
         string message;
     } cases[] = {
-        {small, 20, {}, "truncated header: 20 of 40 bytes"},
+        {small, 2, {}, "truncated header: 2 of 40 bytes"},  // the magic number alone
         {json_text, SIZE_MAX, {}, "not an nfcapd file"},
         {small, SIZE_MAX, {{0, 0x0CA5, 2}}, "an nfcapd file written on a big-endian host; only little-endian files are read"},
         {small, SIZE_MAX, {{2, 1, 2}}, "an nfcapd file of layout 1 (nfdump 1.6 and older); only layout 2 (nfdump 1.7) is read"},

@@ -89,6 +89,7 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
         {"import --format new out.vorn dir", "", 1, damaged}, {"compare --sent-as v5 sent.vorn empty", "", 1, no_files},
         {"import --format new out.vorn - dir", two, 1, damaged},  // the flows read before are not written
         {"import --format new out.vorn", one_block, 1, "vorn-detail: standard input: block 1 of 1: truncated: the file ends after 6 of 12 bytes of its header\n"},
+        {"import --format new out.vorn", "\xa5\x0c", 1, "vorn-detail: standard input: an nfcapd file written on a big-endian host; only little-endian files are read\n"},
         {"dump dir", "", 1, "vorn-detail: cannot read dir: a directory\n"},
         {"compare --sent-as v9 empty -", "[]", 1, "vorn-detail: cannot read empty: a directory\n"},
         {"dump fifo", "", 1, cut}, {"compare --sent-as v9 fifo -", "[]", 1, cut},
