@@ -161,6 +161,12 @@ TEST(DetailedInfoFileParser, DamagedRecordsEndReadingAndUnknownFieldsAreSkippedA
     }
 }
 
+TEST(RawFileRecord, ADefaultOneIsVersion1WithItsBillingWordsZero) {
+    DetailedInfoFileParser::RawFileRecord raw;  // default-initialised: the rest is left unset
+    EXPECT_EQ((std::vector<int64_t>{raw.version, raw.slink_id, raw.account_id, raw.reserved1, raw.tclass, raw.timestamp}),
+              (std::vector<int64_t>{1, 0, 0, 0, 0, 0}));
+}
+
 TEST(TrafficStat, JsonCarriesTheLoginAndRefusesOneThatIsNotUtf8) {
     TrafficStat r;
     r.login = "jos\xC3\xA9";
