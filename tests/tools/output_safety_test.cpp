@@ -36,11 +36,12 @@ TEST(VornDetailOutput, KeepsWhatStandsAtItsPathsAndLeavesNoTemporaryFileOnFailur
          "for i in $(seq 200); do ls -A | grep -q tmp && break; sleep 0.05; done; mkdir out; exec 3>&-; wait $!; echo $?; ls -A",
          "1\nin\nlines\nout\nref\n", "vorn-detail: cannot write out: Is a directory\n"},
         // The devices of /dev/null and /dev/full (which fails the final flush, or a write past the buffer, where the
-        // input stops being read) and one without a driver.
+        // input stops being read; and a compare's short report) and one without a driver.
         {"mknod null c 1 3 && mknod full c 1 7 && mknod none c 0 0 || exit 77; w null; echo $?; w full; echo $?;"
-         "{ yes \"$(head -1 lines)\" | head -300; echo bad; } | \"$vd\" write --format new full; echo $?; w none; echo $?; test -c null && test -c full && echo kept",
-         "0\n1\n1\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\nvorn-detail: cannot write full: No space left on device\n"
-         "vorn-detail: cannot write none: No such device or address\n"},
+         "{ yes \"$(head -1 lines)\" | head -300; echo bad; } | \"$vd\" write --format new full; echo $?; w none; echo $?;"
+         "echo [] | \"$vd\" compare --sent-as v9 ref - >full; echo $?; test -c null && test -c full && echo kept",
+         "0\n1\n1\n1\n1\nkept\n", "vorn-detail: cannot write full: No space left on device\nvorn-detail: cannot write full: No space left on device\n"
+         "vorn-detail: cannot write none: No such device or address\nvorn-detail: cannot write standard output\n"},
         // A signal during a write removes the temporary file and ends the program as the signal would;
         // one the caller ignores (nohup) stays ignored, and the input's end then commits the file.
         {"mkfifo in; for c in default:INT default:TERM default:HUP ignore:HUP; do s=${c#*:};"
