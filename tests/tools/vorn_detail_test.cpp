@@ -98,6 +98,7 @@ TEST(VornDetail, BadInputGivesOneLineNamingItAndLeavesNothing) {
         {"write --format csv out.vorn", "", 2, "vorn-detail: unknown format 'csv' (new or old)\n"}, {"import --format", "", 2, usage},
         {"write --format new out.vorn", line3("{\"s_addr\":"), 1, "vorn-detail: line 3: invalid JSON at byte 11\n"},
         {"write --format old out.vorn", line3("{\"sport\":1e999}"), 1, "vorn-detail: line 3: invalid JSON: number out of range\n"},
+        {"write --format new out.vorn", line3("[1]"), 1, "vorn-detail: line 3: expected a JSON object\n"},
         {"write --format new out.vorn", line3(edited("sport", nullptr)), 1, "vorn-detail: line 3: missing key \"sport\"\n"},
         {"write --format new out.vorn", line3(good.substr(0, good.size() - 1) + ",\"sport\":1}"), 1, "vorn-detail: line 3: key \"sport\" appears twice\n"},
         {"write --format old out.vorn", line3(edited("sport", "\"80\"")), 1, "vorn-detail: line 3: key \"sport\" must be an unsigned integer\n"},
