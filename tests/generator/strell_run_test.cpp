@@ -63,6 +63,13 @@ TEST(StrellRun, DelayFollowsFullPacketsOnly) {
     EXPECT_EQ(run.datagrams.size(), 2u);
 }
 
+TEST(StrellRun, TheCollectorIsAnnouncedAtOnceNotOnlyAtExit) {
+    UdpReceiver receiver;  // a run ended by a signal while it waits to send again still told where it sent
+    const ProgramRun run = run_program("/bin/sh", {"-c", "\"$0\" -h \"$1\" -p \"$2\" -c 60 -t 5000000 & sleep 2; kill $!; wait", STRELL_BINARY,
+                                                   receiver.address(), std::to_string(receiver.port())}, &receiver, "");
+    EXPECT_EQ(std::make_pair(run.out, run.datagrams.size()), std::make_pair(announcement(receiver), size_t{1}));
+}
+
 TEST(StrellRun, SourceFileBytesBecomeTheRecordsAndZerosAfterItsEnd) {
     TempDir dir;
     const string path = dir.write("source", string(48, '\x11') + string(48, '\x22') + string(4, '\x33'));
