@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "vorn/log/log_stream.h"
+#include "vorn/stat/detail_encoder.h"
 #include "vorn/stat/detailed_info_file_parser.h"
 #include "temp_dir.h"
 
@@ -165,6 +166,21 @@ TEST(RawFileRecord, ADefaultOneIsVersion1WithItsBillingWordsZero) {
     DetailedInfoFileParser::RawFileRecord raw;  // default-initialised: the rest is left unset
     EXPECT_EQ((std::vector<int64_t>{raw.version, raw.slink_id, raw.account_id, raw.reserved1, raw.tclass, raw.timestamp}),
               (std::vector<int64_t>{1, 0, 0, 0, 0, 0}));
+}
+
+TEST(DetailEncoder, AppendsARecordAfterTheBytesAlreadyThere) {
+    TrafficStat a, b;
+    a.sport = 1, b.sport = 2, b.tclass = 7;
+    for (DetailFormat format : {DetailFormat::New, DetailFormat::Old}) {
+        const DetailEncoder encoder(format);
+        std::vector<unsigned char> both = {0xEE}, each = {0xEE};
+        encoder.append_record(a, both), encoder.append_record(b, both);
+        for (const TrafficStat* r : {&a, &b}) {
+            std::vector<unsigned char> alone;
+            encoder.append_record(*r, alone), each.insert(each.end(), alone.begin(), alone.end());
+        }
+        EXPECT_EQ(both, each);
+    }
 }
 
 TEST(TrafficStat, JsonCarriesTheLoginAndRefusesOneThatIsNotUtf8) {
