@@ -169,16 +169,14 @@ TEST(RawFileRecord, ADefaultOneIsVersion1WithItsBillingWordsZero) {
 }
 
 TEST(DetailEncoder, AppendsARecordAfterTheBytesAlreadyThere) {
-    TrafficStat a, b;
-    a.sport = 1, b.sport = 2, b.tclass = 7;
+    TrafficStat a, b; a.sport = 1, b.sport = 2, b.tclass = 7;
     for (DetailFormat format : {DetailFormat::New, DetailFormat::Old}) {
         const DetailEncoder encoder(format);
         std::vector<unsigned char> both = {0xEE}, each = {0xEE};
         encoder.append_record(a, both), encoder.append_record(b, both);
-        for (const TrafficStat* r : {&a, &b}) {
-            std::vector<unsigned char> alone;
-            encoder.append_record(*r, alone), each.insert(each.end(), alone.begin(), alone.end());
-        }
+        std::vector<unsigned char> alone_a, alone_b;
+        encoder.append_record(a, alone_a), encoder.append_record(b, alone_b);
+        each.insert(each.end(), alone_a.begin(), alone_a.end()), each.insert(each.end(), alone_b.begin(), alone_b.end());
         EXPECT_EQ(both, each);
     }
 }
